@@ -1,0 +1,64 @@
+#include "foundation/io/Streams.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace Vespra::Io {
+
+namespace {
+
+Detail::FileHandle openFile(const Path& path, const char* mode) {
+    return Detail::FileHandle(std::fopen(path.std().c_str(), mode));
+}
+
+} // namespace
+
+FileInputStream::FileInputStream(const Path& path) : file(openFile(path, "rb")) {}
+
+std::size_t FileInputStream::read(void* buffer, std::size_t size) {
+    return file ? std::fread(buffer, 1, size, file.get()) : 0;
+}
+
+FileOutputStream::FileOutputStream(const Path& path, Flags<OutputFlag> flags)
+    : file(openFile(path, flags.has(OutputFlag::APPEND) ? "ab" : "wb")) {}
+
+FileOutputStream::~FileOutputStream() {
+    close();
+}
+
+bool FileOutputStream::write(const void* data, std::size_t size) {
+    const bool written = file && std::fwrite(data, 1, size, file.get()) == size;
+    failed |= !written;
+    return written;
+}
+
+bool FileOutputStream::flush() {
+    const bool flushed = file && std::fflush(file.get()) == 0;
+    failed |= !flushed;
+    return flushed;
+}
+
+bool FileOutputStream::close() {
+    if (!file) {
+        return false;
+    }
+    failed |= std::fclose(file.release()) != 0;
+    return !failed;
+}
+
+std::size_t MemoryInputStream::read(void* buffer, std::size_t size) {
+    const std::size_t count = std::min(size, bytes.size() - position);
+    if (count > 0) {
+        std::memcpy(buffer, bytes.data() + position, count);
+    }
+    position += count;
+    reachedEnd |= count < size;
+    return count;
+}
+
+bool MemoryOutputStream::write(const void* data, std::size_t size) {
+    bytes.append(static_cast<const char*>(data), size);
+    return true;
+}
+
+} // namespace Vespra::Io

@@ -2,7 +2,8 @@
 
 add_compile_options(-Wall -Wextra -Wpedantic -Wno-missing-field-initializers -msse4.2)
 # Makes __FILE__ relative to the repository, so that internal stop messages name
-# source files the same way on every machine.
+# source files the same way on every machine. (ccache may still hand the compiler paths
+# relative to the build folder; the stop message drops their leading "../".)
 add_compile_options(-fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=)
 
 set(VESPRA_SANITIZER "" CACHE STRING "Sanitizer build: address or thread")

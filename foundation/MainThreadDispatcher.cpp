@@ -62,13 +62,13 @@ bool LoopDispatcher::runUntil(const Function<bool()>& done, int timeoutMs) {
         if (runPending() > 0) {
             continue;
         }
+        if (Clock::now() >= deadline) {
+            return done();
+        }
         std::unique_lock lock(mutex);
         auto wakeUp = std::min(deadline, Clock::now() + POLL_INTERVAL);
         for (const auto& [id, timer] : timers) {
             wakeUp = std::min(wakeUp, timer.due);
-        }
-        if (Clock::now() >= deadline) {
-            return done();
         }
         posted.wait_until(lock, wakeUp,
                           [this, count = timers.size()] { return !queue.empty() || timers.size() != count; });

@@ -51,7 +51,7 @@ public:
     }
 
     ~Observer() override {
-        // Deactivating while threads are inside would leave them in `enteredSchedulers`. The
+        // Deactivating while threads are inside would leave them in `enteredArenas`. The
         // arena is idle now, and idle threads leave it at once.
         for (int count = threadsInside.load(); count != 0; count = threadsInside.load()) {
             threadsInside.wait(count);

@@ -48,7 +48,9 @@ public:
     bool operator==(const BitmapImpl&) const = default;
 
 private:
-    std::size_t index(std::int32_t x, std::int32_t y) const { return std::size_t(y) * std::size_t(w) + std::size_t(x); }
+    std::size_t index(std::int32_t x, std::int32_t y) const {
+        return std::size_t(y) * std::size_t(w) + std::size_t(x);
+    }
 
     std::int32_t w = 0;
     std::int32_t h = 0;

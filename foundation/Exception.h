@@ -31,9 +31,9 @@ namespace Detail {
 #define VESPRA_STOP() ::Vespra::Detail::throwStop(__FILE__, __LINE__)
 
 /// Stops when `condition` does not hold; checked in every build.
-#define VESPRA_ASSERT(condition)                                                                          \
-    do {                                                                                                 \
-        if (!(condition)) {                                                                              \
-            VESPRA_STOP();                                                                               \
-        }                                                                                                \
+#define VESPRA_ASSERT(condition)                                                                             \
+    do {                                                                                                     \
+        if (!(condition)) {                                                                                  \
+            VESPRA_STOP();                                                                                   \
+        }                                                                                                    \
     } while (false)

@@ -40,7 +40,7 @@ private:
 } // namespace Vespra
 
 /// Lets `A | B` of an enumeration give its `Flags`.
-#define VESPRA_FLAGS_OPERATORS(E)                                                                        \
-    constexpr ::Vespra::Flags<E> operator|(E left, E right) {                                           \
-        return ::Vespra::Flags<E>(left) | right;                                                         \
+#define VESPRA_FLAGS_OPERATORS(E)                                                                            \
+    constexpr ::Vespra::Flags<E> operator|(E left, E right) {                                                \
+        return ::Vespra::Flags<E>(left) | right;                                                             \
     }

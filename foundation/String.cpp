@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <clocale>
 #include <cwctype>
-#include <locale.h>
 #include <istream>
+#include <locale.h>
 #include <ostream>
 
 #include "foundation/Containers.h"
@@ -84,7 +84,8 @@ char32_t decodeUtf8(std::string_view text, std::size_t& index) {
         }
         codePoint = (codePoint << 6) | (static_cast<unsigned char>(text[index++]) & 0x3F);
     }
-    const bool overlong = (continuation == 1 && codePoint < 0x80) || (continuation == 2 && codePoint < 0x800) ||
+    const bool overlong = (continuation == 1 && codePoint < 0x80) ||
+                          (continuation == 2 && codePoint < 0x800) ||
                           (continuation == 3 && codePoint < 0x10000);
     if (overlong || codePoint > 0x10FFFF || (codePoint >= 0xD800 && codePoint <= 0xDFFF)) {
         return REPLACEMENT_CHARACTER;
@@ -276,7 +277,8 @@ String String::toUpperCase() const {
 String String::toIdentifier() const {
     std::u16string out = text;
     for (char16_t& c : out) {
-        const bool valid = (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') || (c >= u'0' && c <= u'9') || c == u'_';
+        const bool valid =
+            (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') || (c >= u'0' && c <= u'9') || c == u'_';
         if (!valid) {
             c = u'_';
         }

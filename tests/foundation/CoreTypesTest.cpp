@@ -57,7 +57,8 @@ TEST(CoreTypes, EmptyOptionalAndInternalStopsRaiseReadableTexts) {
         VESPRA_STOP();
         FAIL() << "no exception";
     } catch (const Exception& error) {
-        const std::string expected = "STOP@tests/foundation/CoreTypesTest.cpp(" + std::to_string(__LINE__ - 3) + ")";
+        const std::string expected =
+            "STOP@tests/foundation/CoreTypesTest.cpp(" + std::to_string(__LINE__ - 3) + ")";
         EXPECT_EQ(std::string(error.what()), expected);
     }
     EXPECT_NO_THROW(VESPRA_ASSERT(1 + 1 == 2));

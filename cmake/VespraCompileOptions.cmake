@@ -15,10 +15,17 @@ elseif(VESPRA_SANITIZER STREQUAL "thread")
   add_link_options(-fsanitize=thread)
 endif()
 
-# Adds a static library named vespra_<name> from the sources of the calling folder.
+# Adds a static library named vespra_<name> from the sources of the calling folder; a
+# folder without sources yet gives an interface library that only forwards its dependencies.
 function(vespra_add_library name)
   cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
-  add_library(vespra_${name} STATIC ${ARG_SOURCES})
-  target_include_directories(vespra_${name} PUBLIC ${PROJECT_SOURCE_DIR})
-  target_link_libraries(vespra_${name} PUBLIC ${ARG_DEPENDS})
+  if(ARG_SOURCES)
+    add_library(vespra_${name} STATIC ${ARG_SOURCES})
+    target_include_directories(vespra_${name} PUBLIC ${PROJECT_SOURCE_DIR})
+    target_link_libraries(vespra_${name} PUBLIC ${ARG_DEPENDS})
+  else()
+    add_library(vespra_${name} INTERFACE)
+    target_include_directories(vespra_${name} INTERFACE ${PROJECT_SOURCE_DIR})
+    target_link_libraries(vespra_${name} INTERFACE ${ARG_DEPENDS})
+  endif()
 endfunction()

@@ -88,6 +88,8 @@ public:
         growFor(1);
         items.push_back(std::move(item));
     }
+    /// For `std::back_inserter`.
+    void push_back(const T& item) { push(item); }
     template <class... Args>
     T& emplace(Args&&... args) {
         growFor(1);

@@ -162,6 +162,19 @@ PropertyType matchTypeName(const String& token) {
     throw Exception(u"Unknown type: " + token);
 }
 
+/// The value of a line from the rest of its text; an enumerated property reads its name.
+Property readValue(const PropertyDescriptor& row, PropertyType type, std::wistringstream& in) {
+    ValueReader reader(in);
+    if (!row.serializer) {
+        return reader.read(type);
+    }
+    auto enumValue = row.serializer->stringToValue(reader.restOfLine());
+    if (!enumValue) {
+        throw Exception(enumValue.error());
+    }
+    return *enumValue;
+}
+
 /// Parses one line and sets its value; raises `Exception` with the bare reason on failure.
 void applyLine(const String& line, Abstract::Settings& settings, const PropertyFilter& filter) {
     const String trimmed = line.trim();
@@ -181,17 +194,7 @@ void applyLine(const String& line, Abstract::Settings& settings, const PropertyF
     if (!row) {
         fail(u"Unknown property");
     }
-    ValueReader reader(in);
-    Property value;
-    if (row->serializer) {
-        auto enumValue = row->serializer->stringToValue(reader.restOfLine());
-        if (!enumValue) {
-            throw Exception(enumValue.error());
-        }
-        value = *enumValue;
-    } else {
-        value = reader.read(matchTypeName(typeToken));
-    }
+    const Property value = readValue(*row, row->serializer ? row->type : matchTypeName(typeToken), in);
     if (!filter || filter(row->id)) {
         settings.set(row->id, value);
     }
@@ -246,6 +249,16 @@ void parse(const Io::Path& path, Flags<ConfParserFlag> flags, Abstract::Settings
 void parse(Io::TextInputStream& stream, Flags<ConfParserFlag> flags, Abstract::Settings& settings,
            Abstract::Logger* logger, const PropertyFilter& filter) {
     parseLines(stream, u"Io::TextInputStream", flags, settings, logger, filter);
+}
+
+Expected<Property, String> parseValue(const PropertyDescriptor& descriptor, PropertyType type, const String& text) {
+    std::wistringstream in(text.toWide());
+    in.imbue(std::locale::classic());
+    try {
+        return readValue(descriptor, type, in);
+    } catch (const Exception& error) {
+        return makeUnexpected(error.getMessage());
+    }
 }
 
 bool parseLine(const String& line, Abstract::Settings& settings) {

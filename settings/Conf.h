@@ -7,6 +7,7 @@
 #include "foundation/Optional.h"
 #include "foundation/io/Path.h"
 #include "foundation/io/TextStreams.h"
+#include "settings/PropertyDescriptor.h"
 #include "settings/Settings.h"
 
 namespace Vespra {
@@ -43,6 +44,10 @@ Expected<bool, String> save(const Abstract::Settings& settings, const Io::Path& 
                             const PropertyFilter& filter = {});
 void save(const Abstract::Settings& settings, Io::TextOutputStream& stream,
           const PropertyFilter& filter = {});
+
+/// Reads a value of `type` from `text` in the form of a .conf line's value; an enumerated
+/// property (one with a serializer) reads the name of its value. Answers the reason of a failure.
+Expected<Property, String> parseValue(const PropertyDescriptor& descriptor, PropertyType type, const String& text);
 
 /// A filter accepting exactly `ids`.
 PropertyFilter filterOf(ArrayView<const std::int32_t> ids);

@@ -103,28 +103,43 @@ public:
     operator Rgb() const { return get<Vec3Value>(PropertyType::VEC3).toRgb(); }
     operator Dir() const { return get<Vec3Value>(PropertyType::VEC3).toDir(); }
     operator Pos() const { return get<Vec3Value>(PropertyType::VEC3).toPos(); }
-    operator const String&() const { return get<String>(PropertyType::STRING); }
-    operator ArrayView<const Vec3Value>() const { return get<Array<Vec3Value>>(PropertyType::VEC3_ARRAY); }
-    operator ArrayView<const float>() const { return get<Array<float>>(PropertyType::FLOAT_ARRAY); }
-    operator ArrayView<const Vector2>() const { return get<Array<Vector2>>(PropertyType::VEC2_ARRAY); }
-    operator ArrayView<const std::int32_t>() const {
+    operator const String&() const& { return get<String>(PropertyType::STRING); }
+    operator ArrayView<const Vec3Value>() const& { return get<Array<Vec3Value>>(PropertyType::VEC3_ARRAY); }
+    operator ArrayView<const float>() const& { return get<Array<float>>(PropertyType::FLOAT_ARRAY); }
+    operator ArrayView<const Vector2>() const& { return get<Array<Vector2>>(PropertyType::VEC2_ARRAY); }
+    operator ArrayView<const std::int32_t>() const& {
         return get<Array<std::int32_t>>(PropertyType::INT_ARRAY);
     }
-    operator ArrayView<const bool>() const { return get<BoolArray>(PropertyType::BOOL_ARRAY).view(); }
-    operator ArrayView<const String>() const { return get<Array<String>>(PropertyType::STRING_ARRAY); }
+    operator ArrayView<const bool>() const& { return get<BoolArray>(PropertyType::BOOL_ARRAY).view(); }
+    operator ArrayView<const String>() const& { return get<Array<String>>(PropertyType::STRING_ARRAY); }
+    // Texts and arrays are views into the property: a temporary one, such as what
+    // `Settings::get` answers, must be held in a variable first.
+    operator const String&() && = delete;
+    operator ArrayView<const Vec3Value>() && = delete;
+    operator ArrayView<const float>() && = delete;
+    operator ArrayView<const Vector2>() && = delete;
+    operator ArrayView<const std::int32_t>() && = delete;
+    operator ArrayView<const bool>() && = delete;
+    operator ArrayView<const String>() && = delete;
 
     std::int32_t asInt() const { return *this; }
     float asFloat() const { return *this; }
     bool asBool() const { return *this; }
     Rgb asRgb() const { return *this; }
-    const String& asString() const { return *this; }
+    const String& asString() const& { return *this; }
+    const String& asString() && = delete;
     /// The items of a "Vec3Array" as colours.
     Array<Rgb> asRgbArray() const;
-    ArrayView<const float> asFloatArray() const { return *this; }
-    ArrayView<const Vector2> asVec2Array() const { return *this; }
-    ArrayView<const std::int32_t> asIntArray() const { return *this; }
-    ArrayView<const bool> asBoolArray() const { return *this; }
-    ArrayView<const String> asStringArray() const { return *this; }
+    ArrayView<const float> asFloatArray() const& { return *this; }
+    ArrayView<const float> asFloatArray() && = delete;
+    ArrayView<const Vector2> asVec2Array() const& { return *this; }
+    ArrayView<const Vector2> asVec2Array() && = delete;
+    ArrayView<const std::int32_t> asIntArray() const& { return *this; }
+    ArrayView<const std::int32_t> asIntArray() && = delete;
+    ArrayView<const bool> asBoolArray() const& { return *this; }
+    ArrayView<const bool> asBoolArray() && = delete;
+    ArrayView<const String> asStringArray() const& { return *this; }
+    ArrayView<const String> asStringArray() && = delete;
 
     /// Equal when the types and the values are equal; floats compare with `==`.
     bool operator==(const Property& other) const { return value == other.value; }

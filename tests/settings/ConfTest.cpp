@@ -105,16 +105,15 @@ TEST(Conf, LinesAreReadAsTheirTypeTokenSays) {
     parseText("  Vec3    colorMap.tint   =0.5 0.25   2\r\n", settings);
     EXPECT_EQ(settings.get(TINT).asRgb(), Rgb(0.5f, 0.25f, 2.f));
     parseText("floatarray colorMap.lightmixIntensities = 1.0, 2.0,3.0", settings);
-    const auto items = settings.get(LIGHTMIX_INTENSITIES).asFloatArray();
-    ASSERT_EQ(items.size(), 3u);
-    EXPECT_EQ(items[2], 3.f);
+    const float expected[] = {1.f, 2.f, 3.f};
+    EXPECT_EQ(settings.get(LIGHTMIX_INTENSITIES), Property(ArrayView<const float>(expected)));
     parseText("FloatArray colorMap.lightmixIntensities =   ", settings);
-    EXPECT_TRUE(settings.get(LIGHTMIX_INTENSITIES).asFloatArray().empty());
+    EXPECT_EQ(settings.get(LIGHTMIX_INTENSITIES), Property(ArrayView<const float>()));
     parseText("BoolArray colorMap.lightmixEnabledLayers = 1, 0,true", settings);
-    EXPECT_EQ(settings.get(LIGHTMIX_ENABLED_LAYERS).asBoolArray().size(), 3u);
-    EXPECT_FALSE(settings.get(LIGHTMIX_ENABLED_LAYERS).asBoolArray()[1]);
+    const bool layers[] = {true, false, true};
+    EXPECT_EQ(settings.get(LIGHTMIX_ENABLED_LAYERS), Property(ArrayView<const bool>(layers)));
     parseText("String colorMap.lut.path = unquoted_word trailing", settings);
-    EXPECT_EQ(settings.get(LUT_PATH).asString(), String(u"unquoted_word"));
+    EXPECT_EQ(settings.get(LUT_PATH), Property(u"unquoted_word"));
     // Enumerated properties take their value by name, whatever the type token says.
     parseText("whatever denoise.filterType = NVIDIA AI denoiser", settings);
     EXPECT_EQ(settings.get(DENOISE_FILTER_TYPE).asInt(), 4);

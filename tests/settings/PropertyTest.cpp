@@ -32,7 +32,8 @@ TEST(Property, ReadingUnderAnotherTypeRaises) {
         EXPECT_EQ(error.getMessage(), String(u"Invalid property type"));
     }
     EXPECT_THROW((void)Property().asBool(), Exception);
-    EXPECT_THROW((void)Property(u"text").asStringArray(), Exception);
+    const Property text(u"text");
+    EXPECT_THROW((void)text.asStringArray(), Exception);
 }
 
 TEST(Property, TextForms) {

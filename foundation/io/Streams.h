@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <string>
 
@@ -46,6 +47,11 @@ public:
     std::size_t read(void* buffer, std::size_t size) override;
     bool eof() const override { return !file || std::feof(file.get()); }
 
+    /// Moves to `position` bytes from the start and clears the end state; false when that failed.
+    bool seek(std::uint64_t position);
+    /// The position in bytes from the start; 0 when the file is not open.
+    std::uint64_t tell() const;
+
 private:
     Detail::FileHandle file;
 };
@@ -69,6 +75,12 @@ public:
     bool flush() override;
     /// Answers false when anything failed since opening, the final flush included (a full disk).
     bool close();
+
+    /// Moves to `position` bytes from the start, so that writers can fill in what they left
+    /// blank (a table of offsets); false when that failed.
+    bool seek(std::uint64_t position);
+    /// The position in bytes from the start; 0 when the file is not open.
+    std::uint64_t tell() const;
 
 private:
     Detail::FileHandle file;

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "base/pipeline/MergeWeight.h"
+#include "foundation/Containers.h"
+#include "foundation/Optional.h"
+
+namespace Vespra::Cmd {
+
+/// What the command line asks for.
+struct CommandLineOptions {
+    std::vector<std::string> inputs;
+    Stack<Pipeline::MergeWeight> weights;
+    std::vector<std::string> confFiles;
+    std::vector<std::string> properties;
+    std::vector<std::string> elements;
+    std::string output;
+    bool listElements = false;
+    bool json = false;
+    bool printSettings = false;
+    int threads = 0;
+    bool quiet = false;
+};
+
+/// The result of reading the command line: options to run, or an exit status with the text to
+/// print (the help text with status 0, a usage error with status 2).
+struct ParsedCommandLine {
+    Optional<CommandLineOptions> options;
+    int exitStatus = 0;
+    std::string message;
+};
+
+ParsedCommandLine parseCommandLine(int argc, const char* const* argv);
+
+/// A weight as written on the command line: a number, or %NAME for a weight channel.
+Expected<Pipeline::MergeWeight, String> parseWeight(const std::string& text);
+
+} // namespace Vespra::Cmd

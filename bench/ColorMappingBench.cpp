@@ -1,17 +1,24 @@
-// The colour mapping on a synthetic 1920x1080 HDR frame (a smooth gradient with a few very bright
-// spots): the evaluator alone on one thread in its display and exact flavours, with and without a
-// 33^3 table and curves; then a whole frame mapped in place with the parallel loop of the
-// colour-map operator, next to a plain copy of the frame as the floor set by memory bandwidth.
+// The colour mapping of a 1920x1080 frame. First the evaluator on a synthetic HDR frame (a smooth
+// gradient with a few very bright spots), mapped in place with the parallel loop of the colour-map
+// operator, in its display and exact flavours, with and without a 33^3 table and curves. Then the
+// whole graph: a display pull of a sample render from the `zoom` operator with tone mapping and
+// the table on. A plain copy of the frame runs in the same program as the floor set by memory
+// bandwidth. Times are wall-clock; the CPU column is that of the whole process.
 
 #include <cmath>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <future>
+#include <stdexcept>
 
 #include <benchmark/benchmark.h>
 #include <fmt/format.h>
 
+#include "apps/samplegen/SampleRenderer.h"
+#include "base/pipeline/OperatorGraph.h"
 #include "imaging/ColorMapping.h"
+#include "settings/PropertyIds.h"
 
 using namespace Vespra;
 
@@ -58,9 +65,8 @@ std::filesystem::path writeGradeCube() {
     return path;
 }
 
-PostProcessData toneMapping(bool withLutAndCurves) {
-    PostProcessData data;
-    data.originalImageSize = {float(WIDTH), float(HEIGHT)};
+/// The tone mapping of the benchmarks; every step of the chain is active.
+void setToneMapping(PostProcessData& data) {
     data.contrast = 1.3f;
     data.saturation = 0.2f;
     data.filmicHighlights = 0.6f;
@@ -68,10 +74,22 @@ PostProcessData toneMapping(bool withLutAndCurves) {
     data.highlightCompression = 1.5f;
     data.colorTemp = 5500.f;
     data.vignetteIntensity = 0.4f;
-    if (withLutAndCurves) {
-        static const std::filesystem::path cube = writeGradeCube();
+}
+
+const std::filesystem::path& gradeCube() {
+    static const std::filesystem::path cube = writeGradeCube();
+    return cube;
+}
+
+PostProcessData toneMapping(bool withLut, bool withCurves) {
+    PostProcessData data;
+    data.originalImageSize = {float(WIDTH), float(HEIGHT)};
+    setToneMapping(data);
+    if (withLut) {
         data.lutEnabled = true;
-        data.lutPath = Io::Path(cube);
+        data.lutPath = Io::Path(gradeCube());
+    }
+    if (withCurves) {
         data.curvesEnabled = true;
         const Vector2 nodes[] = {{0.f, 0.f}, {0.25f, 0.2f}, {0.75f, 0.8f}, {1.f, 1.f}};
         data.curves = ColorCurve(Curve(nodes), {}, {}, {});
@@ -84,33 +102,16 @@ const BitmapImpl<Rgb>& frame() {
     return bitmap;
 }
 
-void setThroughput(benchmark::State& state, const char* what) {
+void setThroughput(benchmark::State& state, const std::string& what) {
     state.SetLabel(fmt::format("{}x{} {}", WIDTH, HEIGHT, what));
     state.SetItemsProcessed(state.iterations() * std::int64_t(WIDTH) * HEIGHT);
     state.SetBytesProcessed(state.iterations() * std::int64_t(WIDTH) * HEIGHT * std::int64_t(sizeof(Rgb)));
 }
 
-/// One thread, pixel by pixel, as the evaluator's own cost.
-void evaluate(benchmark::State& state, ColorMapFlavour flavour, bool withLutAndCurves) {
-    const ColorMapping mapping(toneMapping(withLutAndCurves));
-    const BitmapImpl<Rgb>& source = frame();
-    for (auto _ : state) {
-        Rgb sum(0.f);
-        for (int y = 0; y < HEIGHT; ++y) {
-            const Rgb* row = source.row(y);
-            for (int x = 0; x < WIDTH; ++x) {
-                sum += mapping(row[x], {x, y}, flavour);
-            }
-        }
-        benchmark::DoNotOptimize(sum);
-    }
-    setThroughput(state, withLutAndCurves ? "lut+curves" : "plain");
-}
-
-/// What a display pull of the whole frame costs in the colour-map stage: the evaluator built
-/// from the record (the table from the cache) and every row mapped in parallel, in place.
-void frameInParallel(benchmark::State& state) {
-    const PostProcessData data = toneMapping(true);
+/// What the colour-map stage of a pull of the whole frame costs: the evaluator built from the
+/// record (the table from the cache) and every row mapped in parallel, in place.
+void mapFrame(benchmark::State& state, ColorMapFlavour flavour, bool withLut, bool withCurves) {
+    const PostProcessData data = toneMapping(withLut, withCurves);
     const ColorMapping warmUp(data); // fills the table cache
     BitmapImpl<Rgb> bitmap(WIDTH, HEIGHT);
     for (auto _ : state) {
@@ -118,10 +119,11 @@ void frameInParallel(benchmark::State& state) {
         std::memcpy(bitmap.data(), frame().data(), std::size_t(WIDTH) * HEIGHT * sizeof(Rgb));
         state.ResumeTiming();
         const ColorMapping mapping(data);
-        mapping.applyToBitmap(bitmap, {0, 0}, 1.f, colorMapFlavour(1));
+        mapping.applyToBitmap(bitmap, {0, 0}, 1.f, flavour);
         benchmark::ClobberMemory();
     }
-    setThroughput(state, "flags 1, lut");
+    setThroughput(state, fmt::format("flags {}{}{}", std::uint32_t(flavour), withLut ? " +lut" : "",
+                                     withCurves ? " +curves" : ""));
 }
 
 /// The floor: reading and writing the frame once.
@@ -134,21 +136,128 @@ void frameCopy(benchmark::State& state) {
     setThroughput(state, "memcpy");
 }
 
+/// The operator graph with a one-pass sample render loaded.
+class LoadedGraph {
+public:
+    LoadedGraph() {
+        SampleGen::RenderJob job;
+        job.width = WIDTH;
+        job.height = HEIGHT;
+        job.dataWindow = Bucket::fromSize(WIDTH, HEIGHT);
+        job.passCount = 1;
+        graph.load.setLoader(makeShared<Pipeline::LoadOperator::Loader>(
+            [image = SampleGen::renderSampleImage(job)](const Io::Path&) -> Expected<ChannelImage, String> {
+                return image;
+            }));
+        std::promise<String> loaded;
+        graph.load.onFinished = [&loaded](const String&) { loaded.set_value({}); };
+        graph.load.onError = [&loaded](const String& message) { loaded.set_value(message); };
+        graph.load.setInput({}, Array<Io::Path>{Io::Path(u"sample.vxr")});
+        const String error = loaded.get_future().get();
+        graph.load.onFinished = {};
+        graph.load.onError = {};
+        if (!error.isEmpty()) {
+            throw std::runtime_error(error.toUtf8());
+        }
+    }
+
+    /// Tone mapping at its defaults or with every step active, and the table on. Loading
+    /// restored the settings stored in the image; these come after.
+    void configure(bool everyStep) {
+        namespace Id = PropertyId;
+        PostProcessData data;
+        if (everyStep) {
+            setToneMapping(data);
+        }
+        settings.set(Id::CONTRAST, data.contrast);
+        settings.set(Id::SATURATION, data.saturation);
+        settings.set(Id::FILMIC_HIGHLIGHT_COMPRESSION, data.filmicHighlights);
+        settings.set(Id::FILMIC_RICH_SHADOWS, data.richShadows);
+        settings.set(Id::HIGHLIGHT_COMPRESSION, data.highlightCompression);
+        settings.set(Id::COLOR_TEMP, data.colorTemp);
+        settings.set(Id::VIGNETTE_INTENSITY, data.vignetteIntensity);
+        settings.set(Id::LUT_ENABLE, true);
+        settings.set(Id::LUT_PATH, String::fromUtf8(gradeCube().string()));
+        settings.set(Id::CURVES_ENABLE, false);
+        settings.set(Id::SHARPENING_BLURRING_ENABLE, false);
+        settings.set(Id::BLOOM_GLARE_ENABLED, false);
+    }
+
+    Settings settings;
+    Pipeline::OperatorGraph graph{settings};
+};
+
+LoadedGraph& loadedGraph() {
+    static LoadedGraph loaded;
+    return loaded;
+}
+
+enum class Pull { LOAD_ONLY, DEFAULTS_AND_LUT, EVERY_STEP_AND_LUT };
+
+/// A pull of the whole frame at zoom 1 for the display, from the end of the graph (`zoom`)
+/// with sharpen and blur off, or, to show what reading the image alone costs, from its source
+/// (`load`).
+void pullFrame(benchmark::State& state, Pull pull) {
+    LoadedGraph& loaded = loadedGraph();
+    loaded.configure(pull == Pull::EVERY_STEP_AND_LUT);
+    Pipeline::IOperator* target =
+        pull == Pull::LOAD_ONLY ? static_cast<Pipeline::IOperator*>(&loaded.graph.load) : &loaded.graph.zoom;
+    const Bucket frame = Bucket::fromSize(WIDTH, HEIGHT);
+    for (auto _ : state) {
+        Optional<Pipeline::ColorBitmap> pixels =
+            Pipeline::pullColorBitmap(target, u"", frame, 1.f, Pipeline::PullFlag::DISPLAY);
+        if (!pixels || pixels->size() != frame.size()) {
+            state.SkipWithError("the graph delivered no frame");
+            break;
+        }
+        benchmark::DoNotOptimize(pixels->data());
+    }
+    setThroughput(state, pull == Pull::LOAD_ONLY          ? "load only"
+                         : pull == Pull::DEFAULTS_AND_LUT ? "flags 1 defaults +lut"
+                                                          : "flags 1 all steps +lut");
+}
+
 } // namespace
 
-BENCHMARK_CAPTURE(evaluate, display, ColorMapFlavour::FAST_POWER, false)
-    ->Name("ColorMap/display")
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(evaluate, exact, ColorMapFlavour::EXACT, false)
-    ->Name("ColorMap/exact")
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(evaluate, displayLut, ColorMapFlavour::FAST_POWER, true)
-    ->Name("ColorMap/display+lut")
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(evaluate, exactLut, ColorMapFlavour::EXACT, true)
-    ->Name("ColorMap/exact+lut")
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK(frameInParallel)->Name("ColorMap/frame")->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(frameCopy)->Name("ColorMap/copy")->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK_CAPTURE(mapFrame, display, ColorMapFlavour::FAST_POWER, false, false)
+    ->Name("ColorMap/frame/display")
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->MeasureProcessCPUTime();
+BENCHMARK_CAPTURE(mapFrame, displayLut, ColorMapFlavour::FAST_POWER, true, false)
+    ->Name("ColorMap/frame/display+lut")
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->MeasureProcessCPUTime();
+BENCHMARK_CAPTURE(mapFrame, exactLut, ColorMapFlavour::EXACT, true, false)
+    ->Name("ColorMap/frame/exact+lut")
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->MeasureProcessCPUTime();
+BENCHMARK_CAPTURE(mapFrame, displayLutCurves, ColorMapFlavour::FAST_POWER, true, true)
+    ->Name("ColorMap/frame/display+lut+curves")
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->MeasureProcessCPUTime();
+BENCHMARK_CAPTURE(pullFrame, load, Pull::LOAD_ONLY)
+    ->Name("Graph/loadPull")
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->MeasureProcessCPUTime();
+BENCHMARK_CAPTURE(pullFrame, defaults, Pull::DEFAULTS_AND_LUT)
+    ->Name("Graph/displayPull/defaults+lut")
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->MeasureProcessCPUTime();
+BENCHMARK_CAPTURE(pullFrame, everyStep, Pull::EVERY_STEP_AND_LUT)
+    ->Name("Graph/displayPull/everyStep+lut")
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->MeasureProcessCPUTime();
+BENCHMARK(frameCopy)
+    ->Name("ColorMap/copy")
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->MeasureProcessCPUTime();
 
 BENCHMARK_MAIN();

@@ -1,15 +1,23 @@
-// The CPU denoisers on a synthetic noisy render with all features, at two sizes, so that both
-// the time a user waits and its growth with the image size show. The "Full" runs report the
-// seconds of each phase as counters.
+// The CPU denoisers on renders of the sample scene with all the features it has, at two sizes,
+// so that both the time a user waits and its growth with the image size show. The "Full" runs
+// report the seconds of each phase as counters.
+//
+// The renders come from vespra-samplegen (8 passes) and are kept in $VESPRA_BENCH_DATA, by
+// default the folder "samples" beside this program, so that only the first run renders them.
+// The generator is looked for beside this program's build folder, or at $VESPRA_SAMPLEGEN.
 
-#include <cmath>
-#include <random>
+#include <cstdlib>
+#include <filesystem>
+#include <map>
 
 #include <sys/resource.h>
 
 #include <benchmark/benchmark.h>
 #include <fmt/format.h>
 
+#include "base/image/ChannelImage.h"
+#include "base/image/ElementNames.h"
+#include "base/image/ExrLoader.h"
 #include "misc/adaptivitydenoising/HotPixelsDenoiser.h"
 #include "misc/adaptivitydenoising/NlmDenoiser.h"
 
@@ -17,66 +25,75 @@ using namespace Vespra;
 
 namespace {
 
-constexpr int PASSES = 16;
+constexpr int PASSES = 8;
 
-Rgb cleanPixel(int x, int y, int width) {
-    const float u = float(x) / float(width);
-    const float base = 0.4f + 0.3f * std::sin(float(x) * 0.02f) * std::cos(float(y) * 0.015f);
-    const float edge = (x / 97 + y / 61) % 3 == 0 ? 0.5f : 0.f;
-    return Rgb(base + edge, 0.7f * base + 0.2f * u, 0.5f + 0.2f * std::cos(float(x + y) * 0.01f), 1.f);
+std::filesystem::path programFolder() {
+    return std::filesystem::read_symlink("/proc/self/exe").parent_path();
 }
 
-/// A render of `PASSES` samples a pixel with a noise of 30% of the signal, a few fireflies,
-/// and the features of the "Full" mode.
-struct NoisyRender {
+std::filesystem::path fromEnvironment(const char* name, const std::filesystem::path& fallback) {
+    const char* value = std::getenv(name);
+    return value && *value ? std::filesystem::path(value) : fallback;
+}
+
+/// Makes the render with vespra-samplegen unless an earlier run left it; empty on failure.
+Optional<std::filesystem::path> renderFile(int width, int height) {
+    const std::filesystem::path folder = fromEnvironment("VESPRA_BENCH_DATA", programFolder() / "samples");
+    const std::filesystem::path file = folder / fmt::format("room_{}x{}_{}passes.vxr", width, height, PASSES);
+    if (std::filesystem::exists(file)) {
+        return file;
+    }
+    std::filesystem::create_directories(folder);
+    const std::filesystem::path generator = fromEnvironment(
+        "VESPRA_SAMPLEGEN", programFolder().parent_path() / "apps" / "samplegen" / "vespra-samplegen");
+    const std::string command = fmt::format("'{}' --width {} --height {} --passes {} -o '{}' 2>/dev/null",
+                                            generator.string(), width, height, PASSES, file.string());
+    if (std::system(command.c_str()) != 0) {
+        return std::nullopt;
+    }
+    return file;
+}
+
+/// The sample render of that size, loaded once a run; null when it cannot be had.
+const ChannelImage* sampleRender(int width, int height) {
+    static std::map<std::pair<int, int>, Optional<ChannelImage>> renders;
+    auto [entry, added] = renders.try_emplace({width, height});
+    if (added) {
+        if (const Optional<std::filesystem::path> file = renderFile(width, height)) {
+            if (Expected<ChannelImage, String> loaded = ExrLoader(true).load(Io::Path(*file))) {
+                entry->second = std::move(*loaded);
+            }
+        }
+    }
+    return entry->second ? &*entry->second : nullptr;
+}
+
+BitmapImpl<Rgb> colourOf(const ChannelImage& image, const String& name) {
+    const Bucket region = Bucket::fromSize(image.getDataWindow().width(), image.getDataWindow().height());
+    return image.hasRgbaElement(name) ? image.getRgbaBitmap(name, region, 1.f)
+                                      : image.getRgbBitmap(name, region, 1.f);
+}
+
+/// What the denoise operator hands a denoiser for the beauty of `image`.
+struct DenoiserInput {
     BitmapImpl<Rgb> colour;
     BitmapImpl<Rgb> squared;
     DenoisingData data;
 
-    NoisyRender(int width, int height) : colour(width, height), squared(width, height) {
-        std::mt19937 random(1);
-        std::normal_distribution<float> gauss(0.f, 1.f);
-        std::uniform_real_distribution<float> unit(0.f, 1.f);
-        data.passes = BitmapImpl<float>(width, height, float(PASSES));
-        FeatureBuffers diffuse{BitmapImpl<Rgb>(width, height), BitmapImpl<Rgb>(width, height)};
-        FeatureBuffers normals = diffuse, hybrid = diffuse, hair = diffuse;
-        for (int y = 0; y < height; ++y) {
-            for (int x = 0; x < width; ++x) {
-                const Rgb clean = cleanPixel(x, y, width);
-                Rgb mean, meanOfSquares;
-                for (int c = 0; c < 3; ++c) {
-                    const float sigma = 0.3f * clean[c];
-                    const float firefly = unit(random) < 0.0005f ? 50.f : 0.f;
-                    mean[c] =
-                        std::max(0.f, clean[c] + sigma / std::sqrt(float(PASSES)) * gauss(random)) + firefly;
-                    meanOfSquares[c] =
-                        mean[c] * mean[c] + sigma * sigma + firefly * firefly * float(PASSES - 1);
-                }
-                colour(x, y) = mean;
-                squared(x, y) = meanOfSquares;
-                auto set = [&](FeatureBuffers& feature, Rgb value, float noise) {
-                    const Rgb noisy(value.r + noise * gauss(random), value.g + noise * gauss(random),
-                                    value.b + noise * gauss(random), value.a);
-                    feature.mean(x, y) = noisy;
-                    feature.squared(x, y) =
-                        Rgb(noisy.r * noisy.r + noise * noise, noisy.g * noisy.g + noise * noise,
-                            noisy.b * noisy.b + noise * noise, value.a * value.a);
-                };
-                set(diffuse, clean * 0.8f, 0.01f);
-                set(normals,
-                    (x / 97 + y / 61) % 3 == 0 ? Rgb(0.f, 0.f, 1.f, 0.5f) : Rgb(0.7f, 0.1f, 0.7f, 0.9f),
-                    0.02f);
-                set(hybrid, Rgb(edgeOf(x, y), 0.3f, 0.2f, 1.f), 0.01f);
-                set(hair, x < 64 && y < 64 ? Rgb(1.f) : Rgb(0.f, 0.f, 0.f, 0.f), 0.f);
+    explicit DenoiserInput(const ChannelImage& image)
+        : colour(colourOf(image, u"")), squared(colourOf(image, squaredName(u""))) {
+        const Bucket window = image.getDataWindow();
+        data.passes =
+            image.getMonoBitmap(FB_WEIGHTS_NAME, Bucket::fromSize(window.width(), window.height()), 1.f);
+        for (const FeatureType type : {FeatureType::VISIBLE_DIFFUSE, FeatureType::VISIBLE_NORMALS,
+                                       FeatureType::HYBRID, FeatureType::HAIR_IDS}) {
+            const String name = getFeatureElementName(type);
+            if (image.hasRgbElement(name) && image.hasRgbElement(squaredName(name))) {
+                data.setFeature(type,
+                                FeatureBuffers{colourOf(image, name), colourOf(image, squaredName(name))});
             }
         }
-        data.setFeature(FeatureType::VISIBLE_DIFFUSE, std::move(diffuse));
-        data.setFeature(FeatureType::VISIBLE_NORMALS, std::move(normals));
-        data.setFeature(FeatureType::HYBRID, std::move(hybrid));
-        data.setFeature(FeatureType::HAIR_IDS, std::move(hair));
     }
-
-    static float edgeOf(int x, int y) { return (x / 97 + y / 61) % 3 == 0 ? 0.8f : 0.1f; }
 };
 
 /// Processor seconds of all threads of the process so far: on a busy machine the wall time of a
@@ -93,25 +110,37 @@ void setLabel(benchmark::State& state, int width, int height) {
     state.SetItemsProcessed(state.iterations() * std::int64_t(width) * height);
 }
 
-void fullMode(benchmark::State& state) {
+/// Runs `Denoiser` on the beauty of the sample render; `afterRun` sees each denoiser.
+template <class Denoiser, class AfterRun>
+void runDenoiser(benchmark::State& state, AfterRun afterRun) {
     const int width = int(state.range(0));
     const int height = int(state.range(1));
-    NlmPhaseTimes times;
+    const ChannelImage* image = sampleRender(width, height);
+    if (!image) {
+        state.SkipWithError("vespra-samplegen could not make the render");
+        return;
+    }
     double processor = 0.0;
     for (auto _ : state) {
         state.PauseTiming();
-        NoisyRender render(width, height);
+        DenoiserInput input(*image);
         state.ResumeTiming();
         const double start = processorSeconds();
-        NlmDenoiser denoiser(Scheduler::highPriorityInstance(), std::move(render.data));
+        Denoiser denoiser(Scheduler::highPriorityInstance(), std::move(input.data));
         Optional<BitmapImpl<Rgb>> result;
-        denoiser.filter(result, std::move(render.colour), std::move(render.squared), ElementType{},
+        denoiser.filter(result, std::move(input.colour), std::move(input.squared), ElementType{},
                         [](float) { return false; });
         benchmark::DoNotOptimize(result);
-        times = denoiser.getPhaseTimes();
         processor += processorSeconds() - start;
+        afterRun(denoiser);
     }
-    state.counters["processor_s"] = processor / double(state.iterations());
+    state.counters["cpu_s"] = processor / double(state.iterations());
+    setLabel(state, width, height);
+}
+
+void fullMode(benchmark::State& state) {
+    NlmPhaseTimes times;
+    runDenoiser<NlmDenoiser>(state, [&](const NlmDenoiser& denoiser) { times = denoiser.getPhaseTimes(); });
     state.counters["features_s"] = times.featurePreparation;
     state.counters["outliers_s"] = times.outlierRemoval;
     state.counters["triFilter_s"] = times.triFilter;
@@ -119,27 +148,10 @@ void fullMode(benchmark::State& state) {
     state.counters["secondPass_s"] = times.secondPass;
     state.counters["level1_s"] = times.coarseLevel;
     state.counters["merge_s"] = times.merge;
-    setLabel(state, width, height);
 }
 
 void firefliesMode(benchmark::State& state) {
-    const int width = int(state.range(0));
-    const int height = int(state.range(1));
-    double processor = 0.0;
-    for (auto _ : state) {
-        state.PauseTiming();
-        NoisyRender render(width, height);
-        state.ResumeTiming();
-        const double start = processorSeconds();
-        HotPixelsDenoiser denoiser(Scheduler::highPriorityInstance(), std::move(render.data));
-        Optional<BitmapImpl<Rgb>> result;
-        denoiser.filter(result, std::move(render.colour), std::move(render.squared), ElementType{},
-                        [](float) { return false; });
-        benchmark::DoNotOptimize(result);
-        processor += processorSeconds() - start;
-    }
-    state.counters["processor_s"] = processor / double(state.iterations());
-    setLabel(state, width, height);
+    runDenoiser<HotPixelsDenoiser>(state, [](const HotPixelsDenoiser&) {});
 }
 
 } // namespace

@@ -55,9 +55,6 @@ struct Contrast {
 
     Contrast() = default;
     explicit Contrast(float contrast);
-
-    /// Only values inside (1e-6, 0.999999) change.
-    Float4 apply(Float4 value) const;
 };
 
 /// Darkening towards the edges, by position in the uncropped image.
@@ -72,9 +69,6 @@ struct Vignette {
     Vignette() = default;
     Vignette(float intensity, float falloff, Vector2 offset, Vector2 originalImageSize, Vector2 cropOrigin,
              std::int32_t projection);
-
-    /// The multiplier at full-resolution display position (x, y); 1 when off.
-    float factor(float x, float y) const;
 };
 
 /// The tone curves, on gamma-encoded values, with a table for reading them backwards.
@@ -117,19 +111,13 @@ public:
 private:
     static constexpr float FILMIC_INPUT_LIMIT = 10000000.f;
 
+    /// The pixel chain prepared for one flavour: what is constant over a pull is worked out
+    /// once, and the steps that are identities at these settings are left out.
+    class Kernel;
+
     void setToneMapping(const PostProcessData& data);
     void setNeutral(const PostProcessData& data);
     void loadLut(const PostProcessData& data, const LutErrorReporter& errors);
-
-    template <bool FAST_POWER, bool WITH_CURVES>
-    Float4 map(Float4 pixel, float x, float y) const;
-    template <bool FAST_POWER, bool WITH_CURVES>
-    void applyToRows(BitmapImpl<Rgb>& bitmap, Pixel origin, float zoom) const;
-
-    Float4 saturate(Float4 color) const;
-    Float4 filmic(Float4 value) const;
-    template <bool FAST_POWER, bool WITH_CURVES>
-    Float4 encode(Float4 value) const;
 
     float exposure = Detail::UNSET_FLOAT;
     Rgb whiteBalance{Detail::UNSET_FLOAT, Detail::UNSET_FLOAT, Detail::UNSET_FLOAT, Detail::UNSET_FLOAT};

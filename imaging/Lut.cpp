@@ -173,6 +173,36 @@ Float4 Lut::apply(Float4 input) const {
     return Float4(1.f - opacity) * input + Float4(opacity) * x;
 }
 
+[[gnu::flatten]] ColorQuad Lut::apply(const ColorQuad& input) const {
+    if (!isActive()) {
+        return input;
+    }
+    const Float4 zero;
+    ColorQuad x{max(input.r, zero), max(input.g, zero), max(input.b, zero)};
+    const auto eachChannel = [&x](auto function) { x = {function(x.r), function(x.g), function(x.b)}; };
+    if (flags.has(LutFlag::LOG_INPUT)) {
+        eachChannel([](Float4 c) {
+            return log(c * Float4(LOG_HIGH - LOG_LOW) + Float4(LOG_LOW)) / Float4(LOG_DIVISOR);
+        });
+    }
+    const bool prepared = flags.has(LutFlag::GAMMA_PREPARED);
+    if (prepared) {
+        eachChannel([](Float4 c) { return fastReciprocal(fastRsqrt(c)); });
+    }
+    if (lut1D) {
+        x = lut1D->evaluate(x);
+    }
+    if (lut3D) {
+        x = lut3D->evaluate(x);
+    }
+    if (prepared) {
+        eachChannel([](Float4 c) { return c * c; });
+    }
+    const Float4 keep(1.f - opacity);
+    const Float4 take(opacity);
+    return {keep * input.r + take * x.r, keep * input.g + take * x.g, keep * input.b + take * x.b};
+}
+
 Rgb Lut::operator()(const Rgb& input) const {
     Rgb result = apply(Float4(input)).toRgb();
     result.a = input.a;

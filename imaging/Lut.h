@@ -80,6 +80,8 @@ public:
     Rgb operator()(const Rgb& input) const;
     /// Forward application; the identity when inactive. The fourth lane is not kept.
     Float4 apply(Float4 input) const;
+    /// Forward application to four colours, with the results of the one-colour form.
+    ColorQuad apply(const ColorQuad& input) const;
     /// Backward application through the inverse tables; the identity without them.
     Rgb inverse(const Rgb& input) const;
 

@@ -19,7 +19,9 @@ std::size_t skipPlus(std::string_view line, std::size_t at) {
     return at < line.size() && line[at] == '+' ? at + 1 : at;
 }
 
-bool readInt(std::string_view line, std::size_t& at, std::int64_t& value) {
+/// Reads a number at `at` and moves `at` past it; false, with `at` unchanged, when none stands there.
+template <class Number>
+bool readNumber(std::string_view line, std::size_t& at, Number& value) {
     const char* begin = line.data() + skipPlus(line, at);
     const auto [end, error] = std::from_chars(begin, line.data() + line.size(), value);
     if (error != std::errc()) {
@@ -29,14 +31,12 @@ bool readInt(std::string_view line, std::size_t& at, std::int64_t& value) {
     return true;
 }
 
+bool readInt(std::string_view line, std::size_t& at, std::int64_t& value) {
+    return readNumber(line, at, value);
+}
+
 bool readFloat(std::string_view line, std::size_t& at, float& value) {
-    const char* begin = line.data() + skipPlus(line, at);
-    const auto [end, error] = std::from_chars(begin, line.data() + line.size(), value);
-    if (error != std::errc()) {
-        return false;
-    }
-    at = std::size_t(end - line.data());
-    return true;
+    return readNumber(line, at, value);
 }
 
 std::string_view withoutQuotes(std::string_view text) {

@@ -22,13 +22,34 @@ GridCell toCell(Float4 position) {
     return cell;
 }
 
-} // namespace
-
-Float4 LutBase::gridPosition(Float4 input) const {
-    const Float4 t = (input - Float4(domainMin)) / Float4(domainMax - domainMin);
-    // max() answers its second operand for NaN, so a NaN input lands on the first entry.
-    return clamp(t, Float4(0.f), Float4(0.999999f)) * Float4(float(size - 1));
+__m128i selectInt(Float4 mask, __m128i whenTrue, __m128i whenFalse) {
+    return _mm_blendv_epi8(whenFalse, whenTrue, _mm_castps_si128(mask.v));
 }
+
+/// The median of three, per lane.
+Float4 middle(Float4 a, Float4 b, Float4 c) {
+    return max(min(a, b), min(max(a, b), c));
+}
+
+/// The cells and tetrahedra of four colours, worked out side by side.
+struct QuadTetrahedra {
+    alignas(16) int origin[4];
+    alignas(16) int first[4];
+    alignas(16) int second[4];
+    /// Weights of the origin, first, second and last corner, per colour.
+    Float4 weight[4];
+
+    /// Colour `K`: the weighted sum of its four corners.
+    template <int K>
+    Float4 blend(const Rgb* table, std::size_t last) const {
+        const Rgb* c000 = table + origin[K];
+        return broadcast<K>(weight[0]) * Float4(c000[0]) + broadcast<K>(weight[1]) * Float4(c000[first[K]]) +
+               broadcast<K>(weight[2]) * Float4(c000[second[K]]) +
+               broadcast<K>(weight[3]) * Float4(c000[last]);
+    }
+};
+
+} // namespace
 
 bool LutBase::exceedsDomain(Float4 input) const {
     return (_mm_movemask_ps((input > Float4(domainMax)).v) & 0x7) != 0;
@@ -96,6 +117,93 @@ Float4 Lut3D::interpolate(Float4 input) const {
     const std::size_t last = stepR + stepG + stepB;
     return Float4(1.f - f1) * Float4(c000[0]) + Float4(f1 - f2) * Float4(c000[first]) +
            Float4(f2 - f3) * Float4(c000[second]) + Float4(f3) * Float4(c000[last]);
+}
+
+// The same tetrahedra and sums as the one-colour form, without its branches: the corners are
+// picked by lane masks in the order of the branches there, and the sorted fractions are the
+// same numbers that the branches pick.
+inline ColorQuad Lut3D::interpolate(const ColorQuad& input) const {
+    const Float4 positionR = gridPosition(input.r);
+    const Float4 positionG = gridPosition(input.g);
+    const Float4 positionB = gridPosition(input.b);
+    const Float4 wholeR = floor(positionR);
+    const Float4 wholeG = floor(positionG);
+    const Float4 wholeB = floor(positionB);
+    const Float4 fr = positionR - wholeR;
+    const Float4 fg = positionG - wholeG;
+    const Float4 fb = positionB - wholeB;
+    const __m128i stepR = _mm_set1_epi32(1);
+    const __m128i stepG = _mm_set1_epi32(size);
+    const __m128i stepB = _mm_set1_epi32(size * size);
+    const __m128i origin = _mm_add_epi32(
+        _mm_cvttps_epi32(wholeR.v),
+        _mm_mullo_epi32(stepG, _mm_add_epi32(_mm_cvttps_epi32(wholeG.v),
+                                             _mm_mullo_epi32(stepG, _mm_cvttps_epi32(wholeB.v)))));
+    const Float4 rOverG = fr > fg;
+    const Float4 gOverB = fg > fb;
+    const Float4 rOverB = fr > fb;
+    const Float4 bOverG = fb > fg;
+    const Float4 bOverR = fb > fr;
+    const __m128i first =
+        selectInt(rOverG, selectInt(gOverB | rOverB, stepR, stepB), selectInt(bOverG, stepB, stepG));
+    const __m128i second =
+        selectInt(rOverG, selectInt(gOverB, _mm_add_epi32(stepR, stepG), _mm_add_epi32(stepR, stepB)),
+                  selectInt(bOverG | bOverR, _mm_add_epi32(stepG, stepB), _mm_add_epi32(stepG, stepR)));
+    const Float4 f1 = max(fr, max(fg, fb));
+    const Float4 f2 = middle(fr, fg, fb);
+    const Float4 f3 = min(fr, min(fg, fb));
+
+    QuadTetrahedra cells;
+    _mm_store_si128(reinterpret_cast<__m128i*>(cells.origin), origin);
+    _mm_store_si128(reinterpret_cast<__m128i*>(cells.first), first);
+    _mm_store_si128(reinterpret_cast<__m128i*>(cells.second), second);
+    cells.weight[0] = Float4(1.f) - f1;
+    cells.weight[1] = f1 - f2;
+    cells.weight[2] = f2 - f3;
+    cells.weight[3] = f3;
+    const std::size_t last = 1 + std::size_t(size) + std::size_t(size) * std::size_t(size);
+    const Rgb* entries = table.data();
+    return ColorQuad::fromPixels(cells.blend<0>(entries, last), cells.blend<1>(entries, last),
+                                 cells.blend<2>(entries, last), cells.blend<3>(entries, last));
+}
+
+// The four colours follow the one-colour form side by side: a colour within the domain is
+// interpolated; one above it is interpolated at the limit, and each channel above the limit
+// adds its slope, channel by channel in the same order. A colour within the domain keeps its
+// input as the limited one, so one interpolation at the limit serves all four colours.
+[[gnu::flatten]] ColorQuad Lut3D::evaluate(const ColorQuad& input) const {
+    const Float4 limit(domainMax);
+    const Float4 aboveR = input.r > limit;
+    const Float4 aboveG = input.g > limit;
+    const Float4 aboveB = input.b > limit;
+    const Float4 above = aboveR | aboveG | aboveB;
+    if (!any(above)) {
+        return interpolate(input);
+    }
+    const auto limitedChannel = [&](Float4 x) { return select(above, min(x, limit), x); };
+    const ColorQuad limited{limitedChannel(input.r), limitedChannel(input.g), limitedChannel(input.b)};
+    const ColorQuad atLimit = interpolate(limited);
+    ColorQuad result = atLimit;
+    const Float4 belowLimit(domainMax - EXTRAPOLATION_BASE);
+    const auto addSlope = [&](Float4 channelAbove, Float4 excess, ColorQuad below) {
+        const auto slope = [&](Float4 atTop, Float4 atBelow) {
+            return (excess - limit) * (atTop - atBelow) / Float4(EXTRAPOLATION_BASE) & channelAbove;
+        };
+        result = {result.r + slope(atLimit.r, below.r), result.g + slope(atLimit.g, below.g),
+                  result.b + slope(atLimit.b, below.b)};
+    };
+    if (any(aboveR)) {
+        addSlope(aboveR, input.r, interpolate({belowLimit, limited.g, limited.b}));
+    }
+    if (any(aboveG)) {
+        addSlope(aboveG, input.g, interpolate({limited.r, belowLimit, limited.b}));
+    }
+    if (any(aboveB)) {
+        addSlope(aboveB, input.b, interpolate({limited.r, limited.g, belowLimit}));
+    }
+    const Float4 zero;
+    return {select(above, max(result.r, zero), atLimit.r), select(above, max(result.g, zero), atLimit.g),
+            select(above, max(result.b, zero), atLimit.b)};
 }
 
 Float4 Lut3D::evaluate(Float4 input) const {

@@ -6,6 +6,7 @@
 #include "foundation/Float4.h"
 #include "foundation/Pointers.h"
 #include "foundation/Rgb.h"
+#include "imaging/ColorQuad.h"
 
 namespace Vespra {
 
@@ -27,7 +28,11 @@ protected:
 
     /// Per lane: the input's place in the domain, limited to [0, 0.999999] so that the upper
     /// neighbour always exists, in units of entries.
-    Float4 gridPosition(Float4 input) const;
+    Float4 gridPosition(Float4 input) const {
+        const Float4 t = (input - Float4(domainMin)) / Float4(domainMax - domainMin);
+        // max() answers its second operand for NaN, so a NaN input lands on the first entry.
+        return clamp(t, Float4(0.f), Float4(0.999999f)) * Float4(float(size - 1));
+    }
     /// Whether any of red, green and blue lies above the domain.
     bool exceedsDomain(Float4 input) const;
 };
@@ -42,6 +47,10 @@ public:
     Rgb operator()(const Rgb& input) const { return evaluate(Float4(input)).toRgb(); }
     /// Inputs above the domain continue along the slope of the table's last 0.2.
     Float4 evaluate(Float4 input) const;
+    /// `evaluate` of four colours.
+    ColorQuad evaluate(const ColorQuad& input) const {
+        return input.perPixel([this](Float4 pixel) { return evaluate(pixel); });
+    }
     /// Within the domain only: the input is first brought into it.
     Float4 interpolate(Float4 input) const;
 };
@@ -62,8 +71,13 @@ public:
     Rgb operator()(const Rgb& input) const { return evaluate(Float4(input)).toRgb(); }
     /// Each channel above the domain adds the slope of the table's last 0.2 along its axis.
     Float4 evaluate(Float4 input) const;
+    /// `evaluate` of four colours, with the same results.
+    ColorQuad evaluate(const ColorQuad& input) const;
     /// Within the domain only: the input is first brought into it.
     Float4 interpolate(Float4 input) const;
+
+private:
+    ColorQuad interpolate(const ColorQuad& input) const;
 };
 
 /// The table that undoes a 1-D table, found by bisection to within one entry's width.

@@ -1,5 +1,6 @@
 #include "apps/cmd/BatchJob.h"
 
+#include <atomic>
 #include <ostream>
 
 #include <fmt/format.h>
@@ -9,6 +10,7 @@
 #include "foundation/image/ImageFile.h"
 #include "settings/Conf.h"
 #include "settings/PropertyCatalogue.h"
+#include "settings/PropertyIds.h"
 
 namespace Vespra::Cmd {
 
@@ -58,19 +60,26 @@ BatchJob::BatchJob(CommandLineOptions options, std::ostream& out)
 template <class Operator, class Start>
 bool BatchJob::runToEnd(Operator& op, Start start) {
     std::promise<bool> done;
+    // A denoiser may report an error of its own before the run ends; the first report decides.
+    std::atomic<bool> settled = false;
+    const auto settle = [&done, &settled](bool finished) {
+        if (!settled.exchange(true)) {
+            done.set_value(finished);
+        }
+    };
     op.onStarted = [this](const String& title) { progress.started(title); };
     op.onProgress = [this](float fraction) { progress.progress(fraction); };
     op.onWarning = [this](const String& text) { progress.message("Warning: ", text); };
-    op.onFinished = [this, &done](const String& text) {
+    op.onFinished = [this, &settle](const String& text) {
         progress.finished();
         if (!text.isEmpty() && !options.quiet) {
             progress.message("", text);
         }
-        done.set_value(true);
+        settle(true);
     };
-    op.onError = [this, &done](const String& text) {
+    op.onError = [this, &settle](const String& text) {
         progress.message("Error: ", text);
-        done.set_value(false);
+        settle(false);
     };
     start();
     return done.get_future().get();
@@ -85,6 +94,9 @@ int BatchJob::run() {
     }
     if (const int status = applySettings(); status != EXIT_OK) {
         return status;
+    }
+    if (options.denoise && !denoise()) {
+        return EXIT_FAILED;
     }
     if (options.listElements) {
         listElements();
@@ -117,8 +129,9 @@ int BatchJob::applySettings() {
         const String key = String::fromUtf8(assignment.substr(0, equals));
         const PropertyDescriptor* row = equals == std::string::npos ? nullptr : PropertyDescriptor::find(key);
         if (!row) {
-            progress.message("Error: ", u"Unknown property \"" + key + u"\"; expected KEY=VALUE with a key such as "
-                                                                      u"colorMap.simpleExposure.");
+            progress.message("Error: ", u"Unknown property \"" + key +
+                                            u"\"; expected KEY=VALUE with a key such as "
+                                            u"colorMap.simpleExposure.");
             return EXIT_USAGE;
         }
         const Expected<Property, String> value =
@@ -134,6 +147,16 @@ int BatchJob::applySettings() {
         settings.set(row->id, *value);
     }
     return EXIT_OK;
+}
+
+bool BatchJob::denoise() {
+    // As the editor's "Denoise" button: every denoisable element, in the chosen mode or the
+    // most advanced one the image has the data for.
+    const Array<ElementInfo> elements = graph.denoise.getDenoisableElements({});
+    graph.load.setElementFlag(ElementInfo::SELECTED_FOR_DENOISING, elements);
+    const DenoisingMode mode = options.denoiseMode.value_or(graph.denoise.getAvailableModes()[0]);
+    settings.set(PropertyId::DENOISE_FILTER_TYPE, std::int32_t(mode));
+    return runToEnd(graph.denoise, [this] { graph.denoise.start(); });
 }
 
 void BatchJob::listElements() {
@@ -173,19 +196,21 @@ int BatchJob::saveVxr(const Io::Path& path) {
         return EXIT_USAGE;
     }
     const String element = options.elements.empty() ? String(u"*") : String::fromUtf8(options.elements[0]);
-    return runToEnd(graph.saveVxrCli, [&] { graph.saveVxrCli.setOutput(path, element); }) ? EXIT_OK : EXIT_FAILED;
+    return runToEnd(graph.saveVxrCli, [&] { graph.saveVxrCli.setOutput(path, element); }) ? EXIT_OK
+                                                                                          : EXIT_FAILED;
 }
 
 int BatchJob::saveImages(const Io::Path& path) {
     const ImageFormat format = getImageFormatFromFileName(path);
     if (format == ImageFormat::UNKNOWN) {
-        progress.message("Error: ", u"The output \"" + path.nativeStr() +
-                                        u"\" has no known image format; use an extension such as .png, .jpg, .tif, "
-                                        u".exr or .vxr.");
+        progress.message("Error: ",
+                         u"The output \"" + path.nativeStr() +
+                             u"\" has no known image format; use an extension such as .png, .jpg, .tif, "
+                             u".exr or .vxr.");
         return EXIT_USAGE;
     }
-    const std::vector<std::string> requested = options.elements.empty() ? std::vector<std::string>{"BEAUTY"}
-                                                                        : options.elements;
+    const std::vector<std::string> requested =
+        options.elements.empty() ? std::vector<std::string>{"BEAUTY"} : options.elements;
     const Expected<Array<ElementInfo>, String> elements = resolveElements(requested);
     if (!elements) {
         progress.message("Error: ", elements.error());

@@ -16,7 +16,7 @@ inline constexpr int EXIT_FAILED = 1;
 inline constexpr int EXIT_USAGE = 2;
 
 /// One run of the command-line tool on the operator graph: load or merge, apply settings,
-/// report, save. The operators' own messages are what the user reads.
+/// denoise, report, save. The operators' own messages are what the user reads.
 class BatchJob {
 public:
     BatchJob(CommandLineOptions options, std::ostream& out);
@@ -30,6 +30,7 @@ private:
 
     bool load();
     int applySettings();
+    bool denoise();
     void listElements();
     void printSettings();
     int save();

@@ -4,6 +4,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include "misc/adaptivitydenoising/DenoisingTypes.h"
+
 namespace Vespra::Cmd {
 
 namespace {
@@ -20,6 +22,11 @@ constexpr const char* MERGE_HELP =
     "Give no -w to use the default for all inputs, one -w to use it for all inputs, or one -w per input,\n"
     "in the order of the inputs. If the weight channel has another name, name it with %NAME; if an image\n"
     "has no weight channel, give a constant weight.\n"
+    "\nDenoising: --denoise filters the denoisable elements before anything is listed or saved. MODE is\n"
+    "\"Full\", \"Fireflies\" or \"NVIDIA AI denoiser\"; without it the most advanced mode that the image\n"
+    "has the data for is used. A bare --denoise takes the next word as MODE unless it is an option, so\n"
+    "write --denoise=MODE, or put a bare --denoise last or before another option. A saved picture shows\n"
+    "the denoised pixels mixed by denoise.blendAmount; a .vxr output keeps them as \"Denoised\" elements.\n"
     "\nExit status: 0 on success, 1 when processing fails, 2 for a usage error.\n";
 
 } // namespace
@@ -31,10 +38,26 @@ Expected<Pipeline::MergeWeight, String> parseWeight(const std::string& text) {
     float value = 0.f;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (error != std::errc() || end != text.data() + text.size() || !(value >= 0.f)) {
-        return makeUnexpected(String::fromUtf8("Invalid weight \"" + text +
-                                               "\": expected a non-negative number or %NAME of a weight channel."));
+        return makeUnexpected(String::fromUtf8(
+            "Invalid weight \"" + text + "\": expected a non-negative number or %NAME of a weight channel."));
     }
     return Pipeline::MergeWeight(value);
+}
+
+Expected<DenoisingMode, String> parseDenoisingMode(const std::string& text) {
+    const auto mode =
+        Detail::stringToValue(String::fromUtf8(text), EnumTable<DenoisingMode>(DENOISING_MODE_NAMES));
+    if (mode != DenoisingMode(-1) && getDenoisingModeFlags(mode).has(DenoisingFlags::DENOISING_FILTERS)) {
+        return mode;
+    }
+    std::string names;
+    for (const auto& row : DENOISING_MODE_NAMES) {
+        if (getDenoisingModeFlags(row.value).has(DenoisingFlags::DENOISING_FILTERS)) {
+            names += (names.empty() ? "\"" : ", \"") + String(row.name).toUtf8() + "\"";
+        }
+    }
+    return makeUnexpected(
+        String::fromUtf8("Invalid denoising mode \"" + text + "\": expected one of " + names + "."));
 }
 
 ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
@@ -43,15 +66,26 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
     CLI::App app(DESCRIPTION, "vespra-image-cmd");
     app.footer(MERGE_HELP);
     app.add_option("INPUT", options.inputs, "one image to load, or several to merge")->required();
-    app.add_option("-w,--weight", weights, "a number (constant weight) or %NAME (weight channel), repeatable");
+    app.add_option("-w,--weight", weights,
+                   "a number (constant weight) or %NAME (weight channel), repeatable");
     app.add_option("-c,--conf", options.confFiles, "apply a .conf file after loading (repeatable, in order)");
-    app.add_option("-p,--property", options.properties,
-                   "set one property, K=V with V in the .conf value syntax of its type (repeatable, after --conf)");
-    app.add_option("-e,--element", options.elements,
-                   "element to write (repeatable): BEAUTY, Alpha, an element name, or * for all displayable ones");
-    app.add_option("-o,--output", options.output,
-                   ".vxr/.vex/.vexr: the whole image with settings (one element or *); any other extension: the "
-                   "shown (post-processed) pixels");
+    app.add_option(
+        "-p,--property", options.properties,
+        "set one property, K=V with V in the .conf value syntax of its type (repeatable, after --conf)");
+    std::string denoiseMode;
+    const CLI::Option* denoise =
+        app.add_option("--denoise", denoiseMode,
+                       "run the denoise operator on the denoisable elements; MODE as in .conf (\"Full\", "
+                       "\"Fireflies\", ...), default: the most advanced mode the image allows")
+            ->expected(0, 1)
+            ->type_name("[MODE]");
+    app.add_option(
+        "-e,--element", options.elements,
+        "element to write (repeatable): BEAUTY, Alpha, an element name, or * for all displayable ones");
+    app.add_option(
+        "-o,--output", options.output,
+        ".vxr/.vex/.vexr: the whole image with settings (one element or *); any other extension: the "
+        "shown (post-processed) pixels");
     app.add_flag("--list-elements", options.listElements, "print the element list");
     app.add_flag("--json", options.json, "with --list-elements: machine-readable output");
     app.add_flag("--print-settings", options.printSettings, "print the effective post-processing settings");
@@ -78,6 +112,16 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
             return result;
         }
         options.weights.push(*weight);
+    }
+    options.denoise = denoise->count() > 0;
+    if (!denoiseMode.empty()) {
+        const Expected<DenoisingMode, String> mode = parseDenoisingMode(denoiseMode);
+        if (!mode) {
+            result.exitStatus = 2;
+            result.message = mode.error().toUtf8() + "\n";
+            return result;
+        }
+        options.denoiseMode = *mode;
     }
     result.options = std::move(options);
     return result;

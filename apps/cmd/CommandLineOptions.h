@@ -6,6 +6,7 @@
 #include "base/pipeline/MergeWeight.h"
 #include "foundation/Containers.h"
 #include "foundation/Optional.h"
+#include "settings/DenoisingMode.h"
 
 namespace Vespra::Cmd {
 
@@ -15,6 +16,10 @@ struct CommandLineOptions {
     Stack<Pipeline::MergeWeight> weights;
     std::vector<std::string> confFiles;
     std::vector<std::string> properties;
+    /// Run the denoise operator, in `denoiseMode` or, when that is empty, in the most advanced
+    /// mode the image allows.
+    bool denoise = false;
+    Optional<DenoisingMode> denoiseMode;
     std::vector<std::string> elements;
     std::string output;
     bool listElements = false;
@@ -36,5 +41,8 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv);
 
 /// A weight as written on the command line: a number, or %NAME for a weight channel.
 Expected<Pipeline::MergeWeight, String> parseWeight(const std::string& text);
+
+/// A mode of `--denoise`: the name of a mode that filters, as .conf files write it.
+Expected<DenoisingMode, String> parseDenoisingMode(const std::string& text);
 
 } // namespace Vespra::Cmd

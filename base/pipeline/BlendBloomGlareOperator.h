@@ -4,14 +4,14 @@
 
 namespace Vespra::Pipeline {
 
-/// Adds the light of bloom and glare (upstream 1) to the image (upstream 0). Without that
-/// light it passes the image through.
+/// Adds the light of bloom and glare (upstream 1) to the picture (upstream 0), and offers that
+/// light alone as "Bloom and Glare Interactive". Without light it passes the picture through.
 class BlendBloomGlareOperator : public DependentMixin<2, IOperator> {
 public:
+    /// Upstream 0's elements and, as upstream 1 describes it, the pseudo-element last.
+    Array<ElementInfo> getElements() const override;
     Optional<ColorBitmap> getColorBitmap(const String& name, const Bucket& region, float zoom,
-                                         std::uint32_t flags) override {
-        return pullColorBitmap(upstream[0], name, region, zoom, flags);
-    }
+                                         std::uint32_t flags) override;
 };
 
 } // namespace Vespra::Pipeline

@@ -1,6 +1,7 @@
 #include "base/pipeline/OperatorGraph.h"
 
 #include "foundation/Scheduler.h"
+#include "imaging/BloomGlare.h"
 
 namespace Vespra::Pipeline {
 
@@ -12,7 +13,7 @@ constexpr int PIXEL_POOL_PRIORITY = -2;
 
 } // namespace
 
-OperatorGraph::OperatorGraph(Abstract::Settings& settings) : settings(&settings) {
+OperatorGraph::OperatorGraph(Abstract::Settings& settings) : settings(&settings), bloomGlare(bloomAndGlare) {
     for (auto* withSettings : std::initializer_list<Abstract::Settings**>{
              &load.settings, &denoise.settings, &blendDenoised.settings, &lightMix.settings, &bloomGlare.settings,
              &colorMap.settings, &sharpenBlur.settings, &saveVxr.settings, &saveVxrCli.settings}) {

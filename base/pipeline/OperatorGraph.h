@@ -15,9 +15,6 @@
 
 namespace Vespra::Pipeline {
 
-/// The placeholder for what the colour-map operator evaluates until colour mapping exists.
-struct IdentityColorMapping {};
-
 /// The one fixed graph of operators: load, denoise, blend denoised, LightMix, bloom and
 /// glare, blend bloom and glare, colour map, sharpen/blur, mono to colour, zoom; the savers
 /// tap it at the head (whole image with settings) and at the tail (what the user sees).
@@ -36,7 +33,7 @@ public:
     LightMixOperator lightMix;
     BloomGlareOperator bloomGlare;
     BlendBloomGlareOperator blendBloomGlare;
-    ColorMapOperator<IdentityColorMapping> colorMap;
+    ColorMapOperator<ColorMapping> colorMap;
     SharpenBlurOperator sharpenBlur;
     MonoToColorOperator monoToColor;
     ZoomOperator zoom;

@@ -1,0 +1,139 @@
+#include "imaging/BitmapRotation.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+#include <utility>
+
+#include "foundation/Float4.h"
+
+namespace Vespra {
+
+namespace {
+
+/// Rows of a rotation per parallel chunk.
+constexpr int ROTATION_GRAIN = 8;
+/// Keeps sides that a rotation by a multiple of 90 degrees lays on the axes from growing by a
+/// pixel through the rounding of the sine and cosine.
+constexpr double SIZE_TOLERANCE = 1e-4;
+
+struct SineCosine {
+    double sine;
+    double cosine;
+};
+
+SineCosine sineCosine(float degrees) {
+    const double radians = double(degrees) * std::numbers::pi / 180.0;
+    return {std::sin(radians), std::cos(radians)};
+}
+
+Float4 pixelAt(const BitmapImpl<Rgb>& source, std::int32_t x, std::int32_t y) {
+    if (x < 0 || y < 0 || x >= source.width() || y >= source.height()) {
+        return Float4();
+    }
+    return Float4(source(x, y));
+}
+
+/// The bilinear sample of `source` at (x, y) in pixel-centre units: (0, 0) is the centre of the
+/// first pixel.
+Float4 sample(const BitmapImpl<Rgb>& source, float x, float y) {
+    const float left = std::floor(x);
+    const float top = std::floor(y);
+    const auto ix = std::int32_t(left);
+    const auto iy = std::int32_t(top);
+    if (ix < -1 || iy < -1 || ix >= source.width() || iy >= source.height()) {
+        return Float4();
+    }
+    const Float4 tx(x - left);
+    const Float4 ty(y - top);
+    Float4 upper;
+    Float4 lower;
+    if (ix >= 0 && iy >= 0 && ix + 1 < source.width() && iy + 1 < source.height()) {
+        const Rgb* row = source.row(iy) + ix;
+        const Rgb* next = source.row(iy + 1) + ix;
+        upper = Float4(row[0]) + tx * (Float4(row[1]) - Float4(row[0]));
+        lower = Float4(next[0]) + tx * (Float4(next[1]) - Float4(next[0]));
+    } else {
+        const Float4 a = pixelAt(source, ix, iy);
+        const Float4 b = pixelAt(source, ix + 1, iy);
+        const Float4 c = pixelAt(source, ix, iy + 1);
+        const Float4 d = pixelAt(source, ix + 1, iy + 1);
+        upper = a + tx * (b - a);
+        lower = c + tx * (d - c);
+    }
+    return upper + ty * (lower - upper);
+}
+
+/// The source positions of one target row: (x0, y0) + x * (stepX, stepY) for pixel x.
+struct Line {
+    double x0;
+    double y0;
+    double stepX;
+    double stepY;
+
+    /// The pixels [first, last) of a row of `width` whose samples may touch a source of
+    /// `size`; the others are black.
+    std::pair<std::int32_t, std::int32_t> span(Pixel size, std::int32_t width) const {
+        double low = 0.0;
+        double high = double(width);
+        narrow(x0, stepX, size.x, low, high);
+        narrow(y0, stepY, size.y, low, high);
+        const auto first = std::int32_t(std::clamp(std::floor(low) - 1.0, 0.0, double(width)));
+        const auto last = std::int32_t(std::clamp(std::ceil(high) + 1.0, double(first), double(width)));
+        return {first, last};
+    }
+
+private:
+    /// Narrows [low, high) to where start + step * x lies within (-1, extent).
+    static void narrow(double start, double step, std::int32_t extent, double& low, double& high) {
+        if (std::abs(step) < 1e-12) {
+            if (start <= -1.0 || start >= double(extent)) {
+                high = low;
+            }
+            return;
+        }
+        const double a = (-1.0 - start) / step;
+        const double b = (double(extent) - start) / step;
+        low = std::max(low, std::min(a, b));
+        high = std::min(high, std::max(a, b));
+    }
+};
+
+} // namespace
+
+Pixel rotatedSize(Pixel size, float degrees) {
+    const auto [sine, cosine] = sineCosine(degrees);
+    const auto side = [&](double along, double across) {
+        return std::int32_t(std::ceil(std::abs(along * cosine) + std::abs(across * sine) - SIZE_TOLERANCE));
+    };
+    return {side(size.x, size.y), side(size.y, size.x)};
+}
+
+void rotateBitmap(const BitmapImpl<Rgb>& source, float degrees, BitmapImpl<Rgb>& target, bool add,
+                  Flags<ImageOperatorsFlag> flags) {
+    const auto [sine, cosine] = sineCosine(degrees);
+    const double sourceCentreX = 0.5 * source.width() - 0.5;
+    const double sourceCentreY = 0.5 * source.height() - 0.5;
+    const double targetCentreX = 0.5 * target.width() - 0.5;
+    const double targetCentreY = 0.5 * target.height() - 0.5;
+    // The inverse rotation takes each target pixel to where it comes from in the source:
+    // along a row the source position moves by (cosine, -sine) per pixel.
+    forEachIndex(flags, target.height(), ROTATION_GRAIN, [&](int y) {
+        const double dy = double(y) - targetCentreY;
+        const Line line{sine * dy + sourceCentreX - cosine * targetCentreX,
+                        cosine * dy + sourceCentreY + sine * targetCentreX, cosine, -sine};
+        const auto [first, last] = line.span(source.size(), target.width());
+        Rgb* row = target.row(y);
+        if (!add) {
+            std::fill(row, row + first, Rgb(0.f, 0.f, 0.f, 0.f));
+            std::fill(row + last, row + target.width(), Rgb(0.f, 0.f, 0.f, 0.f));
+        }
+        for (std::int32_t x = first; x < last; ++x) {
+            const Float4 value =
+                sample(source, float(line.x0 + line.stepX * x), float(line.y0 + line.stepY * x));
+            (add ? value + Float4(row[x]) : value).store(&row[x].r);
+        }
+    });
+}
+
+} // namespace Vespra

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "foundation/Bitmap.h"
+#include "foundation/Rgb.h"
+#include "imaging/ImageOperatorsFlag.h"
+
+namespace Vespra {
+
+/// The bounding size of a picture of `size` rotated by `degrees`, rounded up; sides that the
+/// rotation maps onto the axes keep their length exactly.
+Pixel rotatedSize(Pixel size, float degrees);
+
+/// Writes into `target`, keeping its size, `source` rotated by `degrees` about the centres of
+/// both, sampled bilinearly; what falls outside `source` counts as black. Angles turn the x
+/// axis towards the y axis, that is clockwise on screen, where rows run downwards. With `add`
+/// the rotated picture is added to `target` instead of replacing it.
+void rotateBitmap(const BitmapImpl<Rgb>& source, float degrees, BitmapImpl<Rgb>& target, bool add,
+                  Flags<ImageOperatorsFlag> flags);
+
+} // namespace Vespra

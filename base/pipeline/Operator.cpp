@@ -53,7 +53,7 @@ Array<ElementInfo> filterElements(const IOperator* target, const Function<bool(c
             kept.push(element);
         }
     }
-    return std::move(kept);
+    return kept;
 }
 
 } // namespace Vespra::Pipeline

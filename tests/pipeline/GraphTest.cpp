@@ -59,7 +59,7 @@ TEST(OperatorGraph, ZoomBelowOneMagnifiesBySquareBlocks) {
     const auto twice = pullColorBitmap(&loaded.graph.zoom, u"", Bucket{0, 0, 10, 10}, 0.5f, 0);
     ASSERT_TRUE(twice);
     EXPECT_EQ(twice->size(), (Pixel{20, 20}));
-    for (const auto [x, y] : {std::pair{0, 0}, {1, 1}, {5, 4}, {19, 19}}) {
+    for (const auto& [x, y] : {std::pair{0, 0}, {1, 1}, {5, 4}, {19, 19}}) {
         EXPECT_EQ((*twice)(x, y).r, float(x / 2) + 10.f * float(y / 2)) << x << "," << y;
     }
     // 0.3 truncates to a factor of 3.

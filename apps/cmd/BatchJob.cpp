@@ -154,7 +154,13 @@ bool BatchJob::denoise() {
     // most advanced one the image has the data for.
     const Array<ElementInfo> elements = graph.denoise.getDenoisableElements({});
     graph.load.setElementFlag(ElementInfo::SELECTED_FOR_DENOISING, elements);
-    const DenoisingMode mode = options.denoiseMode.value_or(graph.denoise.getAvailableModes()[0]);
+    const auto available = graph.denoise.getAvailableModes();
+    if (!options.denoiseMode && available.empty()) {
+        progress.message("Error: ", u"The image holds none of the data that any denoising mode needs.");
+        return false;
+    }
+    const DenoisingMode mode =
+        options.denoiseMode.value_or(available.empty() ? DenoisingMode::NONE : available[0]);
     settings.set(PropertyId::DENOISE_FILTER_TYPE, std::int32_t(mode));
     return runToEnd(graph.denoise, [this] { graph.denoise.start(); });
 }

@@ -14,6 +14,10 @@ namespace Vespra::Detail {
 /// their overlapping rows.
 inline constexpr int BAND_ROWS = 16;
 
+/// Bands per worker in one batch of an in-place run. Every batch ends in a wait for its slowest
+/// band, so with one band per worker the others idle for most of a band each time.
+inline constexpr int BATCH_BANDS_PER_WORKER = 8;
+
 /// Counts finished rows and passes progress and stop requests between the workers and the
 /// context. One thread reports at a time; the others go on without waiting.
 class RowProgress {
@@ -90,7 +94,8 @@ bool runBandsInPlace(DenoiseContext& context, BitmapImpl<Pixel>& image, int marg
     const int width = image.width();
     const int height = image.height();
     const int threads = std::max(1, context.scheduler.parallelWorkerThreadsCount());
-    const int bandsPerBatch = std::max(threads, (margin + BAND_ROWS - 1) / BAND_ROWS);
+    const int bandsPerBatch =
+        std::max(BATCH_BANDS_PER_WORKER * threads, (margin + BAND_ROWS - 1) / BAND_ROWS);
     const int batchRows = bandsPerBatch * BAND_ROWS;
     Array<Pixel> ring(std::size_t(2) * std::size_t(batchRows) * std::size_t(width));
     RowProgress progress(context, height);

@@ -138,4 +138,12 @@ String readExportedString(std::wistream& stream) {
     return String::fromWide(value);
 }
 
+std::pair<String, String> splitAtLastFullStop(const String& text) {
+    const int dot = text.findLastOf(u".");
+    if (dot == String::NOT_FOUND) {
+        return {text, String()};
+    }
+    return {text.getSubstr(0, dot), text.getSubstr(dot + 1)};
+}
+
 } // namespace Vespra::Str

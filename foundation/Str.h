@@ -1,5 +1,7 @@
 #pragma once
 
+#include <utility>
+
 #include <cstdint>
 #include <iosfwd>
 
@@ -28,6 +30,10 @@ String getTimestamp();
 /// Replaces the characters that some file system refuses (/ \ : * ? " < > | and control
 /// characters) with underscores.
 String escapeFilename(const String& name);
+
+/// `text` split at its last full stop into what stands before and after it; without a full
+/// stop the whole text is the stem and the extension is empty.
+std::pair<String, String> splitAtLastFullStop(const String& text);
 
 enum class EllipsisPosition { START, MIDDLE, END };
 

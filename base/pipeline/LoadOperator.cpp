@@ -5,6 +5,7 @@
 #include "base/image/VxrMetadata.h"
 #include "base/pipeline/Accumulator.h"
 #include "base/pipeline/ImageSettings.h"
+#include "foundation/Str.h"
 #include "settings/PropertyCatalogue.h"
 
 namespace Vespra::Pipeline {
@@ -18,10 +19,7 @@ String quoted(const Io::Path& path) {
 } // namespace
 
 Io::Path deriveDefaultOutputPath(const Io::Path& input) {
-    const String text = input.nativeStr();
-    const int dot = text.findLastOf(u".");
-    String stem = dot == String::NOT_FOUND ? text : text.getSubstr(0, dot);
-    String extension = dot == String::NOT_FOUND ? String() : text.getSubstr(dot + 1);
+    auto [stem, extension] = Str::splitAtLastFullStop(input.nativeStr());
     if (extension.isEmpty()) {
         extension = u"vxr";
     }
@@ -65,11 +63,12 @@ void LoadOperator::run() {
             weightsToUse = Array<MergeWeight>(pathsToLoad.size(), weightsToUse[0]);
         }
         if (weightsToUse.size() != pathsToLoad.size()) {
-            throw Exception(u"Number of specified weights is mismatched with number of input images.\n\nYou can either "
-                            u"set no weight at all which will lead to a default (%" +
-                            String(DEFAULT_WEIGHT_CHANNEL) +
-                            u") for all input images, or set only one weight to actually change the default, or set "
-                            u"same number of weights as the number of input images.");
+            throw Exception(
+                u"Number of specified weights is mismatched with number of input images.\n\nYou can either "
+                u"set no weight at all which will lead to a default (%" +
+                String(DEFAULT_WEIGHT_CHANNEL) +
+                u") for all input images, or set only one weight to actually change the default, or set "
+                u"same number of weights as the number of input images.");
         }
         if (pathsToLoad.size() == 1) {
             ChannelImage loaded = loadFile(pathsToLoad[0]);
@@ -96,16 +95,18 @@ ChannelImage LoadOperator::loadFile(const Io::Path& path) const {
     return std::move(*loaded);
 }
 
-ChannelImage LoadOperator::merge(ArrayView<const MergeWeight> mergeWeights, ArrayView<const Io::Path> mergePaths) {
+ChannelImage LoadOperator::merge(ArrayView<const MergeWeight> mergeWeights,
+                                 ArrayView<const Io::Path> mergePaths) {
     Accumulator accumulator([this](const String& text) { notify(onWarning, text); });
     for (std::size_t index = 0; index < mergePaths.size(); ++index) {
         const Io::Path& path = mergePaths[index];
         const ChannelImage part = loadFile(path);
         if (!accumulator.fits(part)) {
-            throw Exception(u"Image " + quoted(path) +
-                            u" does not fit within the merged output image.\n\nThe first image loaded for merging "
-                            u"defines the dimensions of the output image. All other images to be merged have to fit "
-                            u"within those dimensions, otherwise they are not compatible for the merging.");
+            throw Exception(
+                u"Image " + quoted(path) +
+                u" does not fit within the merged output image.\n\nThe first image loaded for merging "
+                u"defines the dimensions of the output image. All other images to be merged have to fit "
+                u"within those dimensions, otherwise they are not compatible for the merging.");
         }
         const String* channel = std::get_if<String>(&mergeWeights[index]);
         if (channel && !part.findChannel<float>(*channel)) {
@@ -118,17 +119,19 @@ ChannelImage LoadOperator::merge(ArrayView<const MergeWeight> mergeWeights, Arra
 }
 
 String LoadOperator::missingWeightText(const Io::Path& path, const String& channel) const {
-    String text = u"Image " + quoted(path) + u" is missing channel \"" + channel +
-                  u"\", expected to contain pixel weights.\n\nFor each pixel to be merged its weight is required. For "
-                  u"this purpose mergeable images store a special weight channel defining a weight of each pixel of "
-                  u"the image. By default Vespra Renderer names this channel \"" +
-                  String(DEFAULT_WEIGHT_CHANNEL) + u"\".";
+    String text =
+        u"Image " + quoted(path) + u" is missing channel \"" + channel +
+        u"\", expected to contain pixel weights.\n\nFor each pixel to be merged its weight is required. For "
+        u"this purpose mergeable images store a special weight channel defining a weight of each pixel of "
+        u"the image. By default Vespra Renderer names this channel \"" +
+        String(DEFAULT_WEIGHT_CHANNEL) + u"\".";
     if (!commandLineName.isEmpty()) {
-        text += u"\n\nIf the weight channel exists but with a different name than the expected default, please "
-                u"explicitly specify the channel name - see help (" +
-                commandLineName +
-                u" -h) for how to do this. The other available option is to specify a constant weight for all "
-                u"pixels.";
+        text +=
+            u"\n\nIf the weight channel exists but with a different name than the expected default, please "
+            u"explicitly specify the channel name - see help (" +
+            commandLineName +
+            u" -h) for how to do this. The other available option is to specify a constant weight for all "
+            u"pixels.";
     }
     return text;
 }
@@ -139,9 +142,10 @@ void LoadOperator::publish(ChannelImage loaded, Array<MergeWeight> mergeWeights,
     Stack<ElementInfo> list = loaded.getElements();
     for (const char16_t* virtualName : {LIGHT_MIX_INTERACTIVE_NAME, BLOOM_GLARE_INTERACTIVE_NAME}) {
         if (std::ranges::any_of(list, [&](const ElementInfo& e) { return e.name == virtualName; })) {
-            throw Exception(u"Render element \"" + String(virtualName) +
-                            u"\" is expected to be virtual and computed in real time. It shall not be physically "
-                            u"stored.");
+            throw Exception(
+                u"Render element \"" + String(virtualName) +
+                u"\" is expected to be virtual and computed in real time. It shall not be physically "
+                u"stored.");
         }
     }
     notify(onBeforeUpdate, 0);
@@ -213,8 +217,8 @@ Optional<RenderElementInfo> LoadOperator::getRenderElementInfo(const ElementInfo
 void LoadOperator::setElementFlag(std::uint32_t mask, ArrayView<const ElementInfo> selection) {
     std::lock_guard lock(dataLock);
     for (ElementInfo& element : elements) {
-        const bool selected =
-            std::ranges::any_of(selection, [&](const ElementInfo& chosen) { return chosen.name == element.name; });
+        const bool selected = std::ranges::any_of(
+            selection, [&](const ElementInfo& chosen) { return chosen.name == element.name; });
         element.flags = selected ? (element.flags | mask) : (element.flags & ~mask);
     }
     timestamp = currentTimestamp();

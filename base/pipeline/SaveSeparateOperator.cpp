@@ -9,10 +9,7 @@ Io::Path separateFileName(const Io::Path& path, const ElementInfo& element) {
     if (element.name.isEmpty()) {
         return path;
     }
-    const String text = path.nativeStr();
-    const int dot = text.findLastOf(u".");
-    const String stem = dot == String::NOT_FOUND ? text : text.getSubstr(0, dot);
-    const String extension = dot == String::NOT_FOUND ? String() : text.getSubstr(dot + 1);
+    const auto [stem, extension] = Str::splitAtLastFullStop(path.nativeStr());
     return Io::Path(stem + u"_" + Str::escapeFilename(elementToChannelName(element.name)) + u"." + extension);
 }
 
@@ -49,8 +46,8 @@ void SaveSeparateOperator::run() {
             throw Exception(u"Well-formed output image path having a file extension is expected.");
         }
         if (toSave.empty()) {
-            throw Exception(
-                u"There are not selected any render elements that can be saved. You need to select at least one.");
+            throw Exception(u"There are not selected any render elements that can be saved. You need to "
+                            u"select at least one.");
         }
         for (std::size_t index = 0; index < toSave.size(); ++index) {
             const Io::Path fileName = toSave.size() == 1 ? path : separateFileName(path, toSave[index]);
@@ -63,13 +60,15 @@ void SaveSeparateOperator::run() {
     }
 }
 
-void SaveSeparateOperator::saveElement(const ElementInfo& element, const Io::Path& fileName, ImageFormat fileFormat,
-                                       const ImageSaveSettings& settings) {
+void SaveSeparateOperator::saveElement(const ElementInfo& element, const Io::Path& fileName,
+                                       ImageFormat fileFormat, const ImageSaveSettings& settings) {
     const Bucket window = upstream[0]->getDataWindow();
-    const Optional<ColorBitmap> pixels = pullColorBitmap(
-        upstream[0], element.name, Bucket::fromSize(window.width(), window.height()), 1.f, PullFlag::SYNCHRONOUS);
+    const Optional<ColorBitmap> pixels =
+        pullColorBitmap(upstream[0], element.name, Bucket::fromSize(window.width(), window.height()), 1.f,
+                        PullFlag::SYNCHRONOUS);
     if (!pixels) {
-        throw Exception(u"Unable to retrieve output image data of the \"" + element.name + u"\" render element.");
+        throw Exception(u"Unable to retrieve output image data of the \"" + element.name +
+                        u"\" render element.");
     }
     const RgbBitmapIterator iterator(*pixels, element.kind == ElementInfo::KIND_COLOR_ALPHA);
     const bool raw = element.flags & ElementInfo::NOT_COLOR_MAPPED;

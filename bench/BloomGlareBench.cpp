@@ -102,7 +102,12 @@ BENCHMARK(bloomAndGlareFrame)
     ->Arg(2)
     ->Arg(4)
     ->Unit(benchmark::kMillisecond)
+    ->MeasureProcessCPUTime()
     ->UseRealTime();
-BENCHMARK(lightMixPull)->Name("LightMix/pull")->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(lightMixPull)
+    ->Name("LightMix/pull")
+    ->Unit(benchmark::kMillisecond)
+    ->MeasureProcessCPUTime()
+    ->UseRealTime();
 
 BENCHMARK_MAIN();

@@ -1,6 +1,6 @@
 # Compile options shared by every target of the project.
 
-add_compile_options(-Wall -Wextra -Wpedantic -Wno-missing-field-initializers -msse4.2)
+add_compile_options(-Wall -Wextra -Wpedantic -Wno-missing-field-initializers -msse4.2 -ffp-contract=off)
 # Makes __FILE__ relative to the repository, so that internal stop messages name
 # source files the same way on every machine. (ccache may still hand the compiler paths
 # relative to the build folder; the stop message drops their leading "../".)

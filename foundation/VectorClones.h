@@ -1,0 +1,12 @@
+#pragma once
+
+/// Marks a pixel kernel to be compiled three times: for the SSE4.2 baseline of the build, for
+/// AVX2 with FMA, and for AVX-512. The loader picks the widest one the processor runs, once per
+/// process, so a binary built for any x86-64 machine still uses the wide registers where they
+/// exist. Write such kernels as plain loops over contiguous floats (the compiler vectorises them
+/// for each width) or with `Float4`. The build passes -ffp-contract=off, so no clone fuses a
+/// multiply and an add on its own and all three give the same numbers. The cost model is that of
+/// -O3: the default of -O2 vectorises no loop whose length is only known at run time.
+#define VESPRA_VECTOR_CLONES                                                                                 \
+    __attribute__((target_clones("default", "arch=x86-64-v3", "arch=x86-64-v4"),                             \
+                   optimize("vect-cost-model=dynamic")))

@@ -1,0 +1,471 @@
+#include "imaging/BlurCascade.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+
+#include "foundation/Exception.h"
+#include "foundation/Float4.h"
+#include "foundation/VectorClones.h"
+
+namespace Vespra {
+
+namespace {
+
+using Bitmap = BitmapImpl<Rgb>;
+
+constexpr int FLOATS_PER_PIXEL = 4;
+/// Rows whose row passes run together. They are interleaved pixel by pixel, so that a row pass
+/// becomes a running sum over vectors of this many pixels: wide registers stay full, and the
+/// running sums of the rows do not wait for one another.
+constexpr int BAND_ROWS = 16;
+/// Columns of one column pass task: 512 bytes of each row, read and written whole.
+constexpr int STRIP_PIXELS = 32;
+constexpr int ROW_GRAIN = 12;
+
+/// out[i] = the mean of in[i - radius .. i + radius] for a sequence of `count` vectors of `width`
+/// floats, vector i starting at `in + i * inStride` (and `out + i * outStride`); vectors outside
+/// the sequence count as zero. `sum` holds `width` floats of scratch. A column pass runs it on
+/// vectors along a row, stepping down the rows.
+VESPRA_VECTOR_CLONES
+void boxFilterVectors(const float* __restrict in, std::ptrdiff_t inStride, float* __restrict out,
+                      std::ptrdiff_t outStride, std::int32_t count, std::int32_t width, std::int32_t radius,
+                      float* __restrict sum) {
+    const float scale = 1.f / float(2 * radius + 1);
+    const std::int32_t lead = std::min(radius, count);
+    std::fill(sum, sum + width, 0.f);
+    for (std::int32_t j = 0; j < lead; ++j) {
+        const float* entering = in + j * inStride;
+        for (std::int32_t f = 0; f < width; ++f) {
+            sum[f] += entering[f];
+        }
+    }
+    // Three stretches, so that the inner loops have no tests: no sample leaves the window yet,
+    // samples enter and leave, no sample enters any more.
+    std::int32_t i = 0;
+    for (; i < lead; ++i) {
+        float* target = out + i * outStride;
+        if (i + radius < count) {
+            const float* entering = in + (i + radius) * inStride;
+            for (std::int32_t f = 0; f < width; ++f) {
+                sum[f] += entering[f];
+                target[f] = sum[f] * scale;
+            }
+        } else {
+            for (std::int32_t f = 0; f < width; ++f) {
+                target[f] = sum[f] * scale;
+            }
+        }
+    }
+    for (; i < count - radius; ++i) {
+        const float* entering = in + (i + radius) * inStride;
+        const float* leaving = in + (i - radius) * inStride;
+        float* target = out + i * outStride;
+        for (std::int32_t f = 0; f < width; ++f) {
+            const float inside = sum[f] + entering[f];
+            target[f] = inside * scale;
+            sum[f] = inside - leaving[f];
+        }
+    }
+    for (; i < count; ++i) {
+        const float* leaving = in + (i - radius) * inStride;
+        float* target = out + i * outStride;
+        for (std::int32_t f = 0; f < width; ++f) {
+            target[f] = sum[f] * scale;
+            sum[f] -= leaving[f];
+        }
+    }
+}
+
+/// As `boxFilterVectors` of single pixels `step` pixels apart, closed into a ring of `length`.
+void boxFilterRing(const Rgb* in, Rgb* out, std::ptrdiff_t step, std::int32_t length, std::int32_t radius) {
+    const auto at = [length, step](const Rgb* line, std::int32_t j) {
+        j %= length;
+        return Float4(line[(j < 0 ? j + length : j) * step]);
+    };
+    const Float4 scale(1.f / float(2 * radius + 1));
+    Float4 sum;
+    for (std::int32_t j = -radius; j <= radius; ++j) {
+        sum += at(in, j);
+    }
+    for (std::int32_t i = 0; i < length; ++i) {
+        (sum * scale).store(&out[i * step].r);
+        sum += at(in, i + radius + 1) - at(in, i - radius);
+    }
+}
+
+/// The row radius of row `y` of a panorama: wider towards the poles, so that the blur covers
+/// the same angle on the sphere.
+std::int32_t panoramaRadius(std::int32_t radius, std::int32_t y, Pixel size) {
+    const float sine = std::sin(float(y) * std::numbers::pi_v<float> / float(size.y));
+    return std::int32_t(std::min(float(radius) / sine, float(size.x) * 0.5f));
+}
+
+/// Four pixels, in whatever registers the processor has: one AVX-512 register, two AVX ones, or
+/// four SSE ones.
+using FourPixels = float __attribute__((vector_size(64), aligned(16)));
+using LaneIndices = std::int32_t __attribute__((vector_size(64)));
+
+/// The registers that hold one pixel of each row of an interleaved band.
+constexpr int BAND_REGISTERS = BAND_ROWS / 4;
+
+/// A row pass over `count` pixels of an interleaved band: `boxFilterVectors` for vectors of
+/// one band's width, whose running sums stay in registers.
+VESPRA_VECTOR_CLONES
+void boxFilterBand(const FourPixels* __restrict in, FourPixels* __restrict out, std::int32_t count,
+                   std::int32_t radius) {
+    const FourPixels scale = FourPixels{} + 1.f / float(2 * radius + 1);
+    const std::int32_t lead = std::min(radius, count);
+    FourPixels sum[BAND_REGISTERS] = {};
+    const auto at = [](auto* pixels, std::int32_t i) { return pixels + std::ptrdiff_t(i) * BAND_REGISTERS; };
+    for (std::int32_t j = 0; j < lead; ++j) {
+#pragma GCC unroll BAND_REGISTERS
+        for (int k = 0; k < BAND_REGISTERS; ++k) {
+            sum[k] += at(in, j)[k];
+        }
+    }
+    std::int32_t i = 0;
+    for (; i < lead; ++i) {
+        const bool entering = i + radius < count;
+#pragma GCC unroll BAND_REGISTERS
+        for (int k = 0; k < BAND_REGISTERS; ++k) {
+            if (entering) {
+                sum[k] += at(in, i + radius)[k];
+            }
+            at(out, i)[k] = sum[k] * scale;
+        }
+    }
+    for (; i < count - radius; ++i) {
+#pragma GCC unroll BAND_REGISTERS
+        for (int k = 0; k < BAND_REGISTERS; ++k) {
+            const FourPixels inside = sum[k] + at(in, i + radius)[k];
+            at(out, i)[k] = inside * scale;
+            sum[k] = inside - at(in, i - radius)[k];
+        }
+    }
+    for (; i < count; ++i) {
+#pragma GCC unroll BAND_REGISTERS
+        for (int k = 0; k < BAND_REGISTERS; ++k) {
+            at(out, i)[k] = sum[k] * scale;
+            sum[k] -= at(in, i - radius)[k];
+        }
+    }
+}
+
+/// light (+)= `plain` * t + max(t.r, t.g, t.b) * `tint` for the `pixels` pixels t of `work`, a
+/// multiple of four.
+VESPRA_VECTOR_CLONES
+void addLight(const FourPixels* __restrict work, FourPixels* __restrict light, std::size_t pixels,
+              float plain, const Rgb& tint, bool overwrite) {
+    const FourPixels tints{tint.r, tint.g, tint.b, 0.f, tint.r, tint.g, tint.b, 0.f,
+                           tint.r, tint.g, tint.b, 0.f, tint.r, tint.g, tint.b, 0.f};
+    const FourPixels plains = FourPixels{} + plain;
+    // Picks lane 0 of each pixel for all four of its lanes; adding 1 or 2 picks lane 1 or 2.
+    const LaneIndices firstLanes{0, 0, 0, 0, 4, 4, 4, 4, 8, 8, 8, 8, 12, 12, 12, 12};
+    for (std::size_t i = 0; i < pixels / 4; ++i) {
+        const FourPixels t = work[i];
+        const FourPixels red = __builtin_shuffle(t, firstLanes);
+        const FourPixels green = __builtin_shuffle(t, firstLanes + 1);
+        const FourPixels blue = __builtin_shuffle(t, firstLanes + 2);
+        const FourPixels redGreen = red > green ? red : green;
+        const FourPixels brightest = redGreen > blue ? redGreen : blue;
+        const FourPixels added = plains * t + brightest * tints;
+        light[i] = overwrite ? added : light[i] + added;
+    }
+}
+
+/// The weighted, coloured light of one level.
+class LevelAdder {
+public:
+    LevelAdder(const BlurLevel& level, float scale)
+        : plain(scale * level.weight * (level.colorMix > 0.f ? 1.f - level.colorMix : 1.f)),
+          tint(level.colorMix > 0.f ? level.color * (scale * level.weight * level.colorMix)
+                                    : Rgb(0.f, 0.f, 0.f, 0.f)) {}
+
+    /// out (+)= the light of `work`, over `length` pixels, a multiple of four.
+    void apply(const Rgb* work, Rgb* out, std::size_t length, bool overwrite) const {
+        VESPRA_ASSERT(length % 4 == 0);
+        addLight(reinterpret_cast<const FourPixels*>(work), reinterpret_cast<FourPixels*>(out), length, plain,
+                 tint, overwrite);
+    }
+
+private:
+    float plain;
+    /// Black when the level takes on no hue.
+    Rgb tint;
+};
+
+/// The levels worked in one sweep over the rows: the first one, whose column passes come
+/// before the sweep, and the following ones that need no column pass.
+struct LevelRange {
+    int begin;
+    int end;
+};
+
+Stack<LevelRange> rowSweeps(const BlurLevels& levels) {
+    Stack<LevelRange> sweeps;
+    for (int i = 0; i < BLUR_LEVEL_COUNT; ++i) {
+        if (i == 0 || levels[std::size_t(i)].radiusY > 0) {
+            sweeps.push({i, i + 1});
+        } else {
+            sweeps.back().end = i + 1;
+        }
+    }
+    return sweeps;
+}
+
+/// The scratch of one thread for a band of rows: the band interleaved (pixel x of band row k at
+/// x * BAND_ROWS + k), the pass between the two of a blur, and the band's light.
+struct BandScratch {
+    Array<Rgb> band;
+    Array<Rgb> between;
+    Array<Rgb> light;
+
+    explicit BandScratch(std::int32_t width)
+        : band(std::size_t(width) * BAND_ROWS), between(band.size()), light(band.size()) {}
+};
+
+/// The scratch of one thread for a strip of columns.
+struct StripScratch {
+    Array<float> between;
+    Array<float> sum;
+
+    explicit StripScratch(std::int32_t height)
+        : between(std::size_t(height) * STRIP_PIXELS * FLOATS_PER_PIXEL),
+          sum(STRIP_PIXELS * FLOATS_PER_PIXEL) {}
+};
+
+float* floats(Rgb* pixels) {
+    return &pixels->r;
+}
+
+bool isBlack(const Rgb& pixel) {
+    const __m128i bits = _mm_castps_si128(Float4(pixel).v);
+    return _mm_testz_si128(bits, bits) != 0;
+}
+
+/// The pixels [begin, end) of a row outside which it is black.
+struct Span {
+    std::int32_t begin = 0;
+    std::int32_t end = 0;
+
+    bool isEmpty() const { return begin >= end; }
+    Span united(Span other) const {
+        if (isEmpty()) {
+            return other;
+        }
+        return other.isEmpty() ? *this : Span{std::min(begin, other.begin), std::max(end, other.end)};
+    }
+    Span widened(std::int32_t margin, std::int32_t limit) const {
+        return isEmpty() ? *this : Span{std::max(0, begin - margin), std::min(limit, end + margin)};
+    }
+};
+
+Span nonBlackSpan(const Rgb* row, std::int32_t width) {
+    std::int32_t begin = 0;
+    while (begin < width && isBlack(row[begin])) {
+        ++begin;
+    }
+    std::int32_t end = width;
+    while (end > begin && isBlack(row[end - 1])) {
+        --end;
+    }
+    return {begin, end};
+}
+
+/// Runs the cascade over `work`, keeping for every row the span outside which it is black. Light
+/// only spreads as far as the radii reach, so a thresholded picture with a few bright areas is
+/// black almost everywhere at the first levels, and those parts are neither read nor blurred.
+/// The results are those of blurring the whole picture: black stays exactly black.
+class Cascade {
+public:
+    Cascade(Bitmap& work, Bitmap& out, Flags<ImageOperatorsFlag> flags)
+        : work(work), out(out), flags(flags), spans(std::size_t(work.height())) {}
+
+    void run(const BlurLevels& levels, float scale, bool accumulate) {
+        findSpans();
+        const int bands = (work.height() + BAND_ROWS - 1) / BAND_ROWS;
+        for (const LevelRange sweep : rowSweeps(levels)) {
+            const BlurLevel& first = levels[std::size_t(sweep.begin)];
+            if (first.radiusY > 0) {
+                blurColumns(first.radiusY);
+            }
+            const bool overwrite = sweep.begin == 0 && !accumulate;
+            const std::int32_t width = work.width();
+            forEachIndex<BandScratch>(
+                flags, bands, 1, [width] { return BandScratch(width); },
+                [&](int band, BandScratch& scratch) {
+                    sweepBand(band * BAND_ROWS, levels, sweep, scale, overwrite, scratch);
+                });
+        }
+    }
+
+private:
+    void findSpans() {
+        forEachIndex(flags, work.height(), ROW_GRAIN,
+                     [&](int y) { spans[std::size_t(y)] = nonBlackSpan(work.row(y), work.width()); });
+    }
+
+    /// Works the levels of `sweep` on the rows from `top`: gathers them interleaved, blurs them,
+    /// sums their light and puts both back, all only as far as the band's light reaches.
+    void sweepBand(std::int32_t top, const BlurLevels& levels, LevelRange sweep, float scale, bool overwrite,
+                   BandScratch& scratch) {
+        const std::int32_t rows = std::min(BAND_ROWS, work.height() - top);
+        Span lit;
+        for (std::int32_t k = 0; k < rows; ++k) {
+            lit = lit.united(spans[std::size_t(top + k)]);
+        }
+        const Span reach = bandReach(lit, levels, sweep);
+        gatherBand(top, rows, reach, scratch.band.data());
+        const std::size_t first = std::size_t(reach.begin) * BAND_ROWS;
+        const std::size_t pixels = std::size_t(reach.end - reach.begin) * BAND_ROWS;
+        for (int i = sweep.begin; i < sweep.end && !reach.isEmpty(); ++i) {
+            const BlurLevel& level = levels[std::size_t(i)];
+            blurBandRows(top, reach, level.radiusX, scratch);
+            LevelAdder(level, scale)
+                .apply(scratch.band.data() + first, scratch.light.data() + first, pixels, i == sweep.begin);
+        }
+        scatterBand(top, rows, reach, scratch, overwrite);
+        for (std::int32_t k = 0; k < rows; ++k) {
+            spans[std::size_t(top + k)] = reach;
+        }
+    }
+
+    /// Where light of `lit` pixels may be after the row passes of `sweep`.
+    Span bandReach(Span lit, const BlurLevels& levels, LevelRange sweep) const {
+        if (lit.isEmpty() || flags.has(ImageOperatorsFlag::PANORAMA)) {
+            return lit.isEmpty() ? lit : Span{0, work.width()};
+        }
+        std::int32_t margin = 0;
+        for (int i = sweep.begin; i < sweep.end; ++i) {
+            margin += 2 * levels[std::size_t(i)].radiusX;
+        }
+        return lit.widened(margin, work.width());
+    }
+
+    /// Interleaves the pixels `reach` of `rows` rows from `top` into `band`, black where the
+    /// band runs past the picture.
+    void gatherBand(std::int32_t top, std::int32_t rows, Span reach, Rgb* band) const {
+        for (std::int32_t k = 0; k < BAND_ROWS; ++k) {
+            Rgb* target = band + k;
+            const Rgb* source = k < rows ? work.row(top + k) : nullptr;
+            for (std::int32_t x = reach.begin; x < reach.end; ++x) {
+                (source ? Float4(source[x]) : Float4()).store(&target[x * BAND_ROWS].r);
+            }
+        }
+    }
+
+    /// Puts the blurred band back into `work` and its light into `out`, which is black outside
+    /// `reach` when it is overwritten.
+    void scatterBand(std::int32_t top, std::int32_t rows, Span reach, const BandScratch& scratch,
+                     bool overwrite) {
+        for (std::int32_t k = 0; k < rows; ++k) {
+            const Rgb* band = scratch.band.data() + k;
+            const Rgb* light = scratch.light.data() + k;
+            Rgb* workRow = work.row(top + k);
+            Rgb* outRow = out.row(top + k);
+            if (overwrite) {
+                std::fill(outRow, outRow + reach.begin, Rgb(0.f, 0.f, 0.f, 0.f));
+                std::fill(outRow + std::max(reach.begin, reach.end), outRow + out.width(),
+                          Rgb(0.f, 0.f, 0.f, 0.f));
+            }
+            for (std::int32_t x = reach.begin; x < reach.end; ++x) {
+                Float4(band[x * BAND_ROWS]).store(&workRow[x].r);
+                const Float4 added(light[x * BAND_ROWS]);
+                (overwrite ? added : added + Float4(outRow[x])).store(&outRow[x].r);
+            }
+        }
+    }
+
+    /// Both row passes over the pixels `reach` of an interleaved band whose first row is row
+    /// `top` of the picture.
+    void blurBandRows(std::int32_t top, Span reach, std::int32_t radius, BandScratch& scratch) const {
+        if (radius <= 0) {
+            return;
+        }
+        const std::int32_t width = work.width();
+        Rgb* band = scratch.band.data();
+        Rgb* between = scratch.between.data();
+        if (flags.has(ImageOperatorsFlag::PANORAMA)) {
+            for (std::int32_t k = 0; k < BAND_ROWS && top + k < work.height(); ++k) {
+                const std::int32_t ringRadius = panoramaRadius(radius, top + k, work.size());
+                boxFilterRing(band + k, between + k, BAND_ROWS, width, ringRadius);
+                boxFilterRing(between + k, band + k, BAND_ROWS, width, ringRadius);
+            }
+            return;
+        }
+        auto* from = reinterpret_cast<FourPixels*>(band + std::ptrdiff_t(reach.begin) * BAND_ROWS);
+        auto* via = reinterpret_cast<FourPixels*>(between + std::ptrdiff_t(reach.begin) * BAND_ROWS);
+        const std::int32_t count = reach.end - reach.begin;
+        boxFilterBand(from, via, count, radius);
+        boxFilterBand(via, from, count, radius);
+    }
+
+    /// Both column passes, strip by strip: each step down a strip reads and writes whole stretches
+    /// of rows, which the wide registers take in at once. A strip is only worked on the rows its
+    /// light reaches.
+    void blurColumns(std::int32_t radius) {
+        const std::int32_t height = work.height();
+        const int strips = (work.width() + STRIP_PIXELS - 1) / STRIP_PIXELS;
+        const std::ptrdiff_t rowFloats = std::ptrdiff_t(work.width()) * FLOATS_PER_PIXEL;
+        forEachIndex<StripScratch>(
+            flags, strips, 1, [height] { return StripScratch(height); },
+            [&](int strip, StripScratch& scratch) {
+                const std::int32_t left = strip * STRIP_PIXELS;
+                const Span columns{left, std::min(left + STRIP_PIXELS, work.width())};
+                const Span rows = litRows(columns).widened(2 * radius, height);
+                if (rows.isEmpty()) {
+                    return;
+                }
+                const std::int32_t width = (columns.end - columns.begin) * FLOATS_PER_PIXEL;
+                float* top = floats(work.row(rows.begin) + left);
+                float* between = scratch.between.data();
+                constexpr std::ptrdiff_t betweenStride = STRIP_PIXELS * FLOATS_PER_PIXEL;
+                const std::int32_t count = rows.end - rows.begin;
+                float* sum = scratch.sum.data();
+                boxFilterVectors(top, rowFloats, between, betweenStride, count, width, radius, sum);
+                boxFilterVectors(between, betweenStride, top, rowFloats, count, width, radius, sum);
+            });
+        spreadSpansDown(2 * radius);
+    }
+
+    /// The first and last rows whose light touches `columns`.
+    Span litRows(Span columns) const {
+        Span rows;
+        for (std::int32_t y = 0; y < work.height(); ++y) {
+            const Span span = spans[std::size_t(y)];
+            if (!span.isEmpty() && span.begin < columns.end && columns.begin < span.end) {
+                rows = rows.united({y, y + 1});
+            }
+        }
+        return rows;
+    }
+
+    /// After the column passes each row holds the light of the rows within `reach`.
+    void spreadSpansDown(std::int32_t reach) {
+        const Array<Span> before = spans;
+        const auto height = std::int32_t(spans.size());
+        for (std::int32_t y = 0; y < height; ++y) {
+            Span span;
+            for (std::int32_t j = std::max(0, y - reach); j < std::min(height, y + reach + 1); ++j) {
+                span = span.united(before[std::size_t(j)]);
+            }
+            spans[std::size_t(y)] = span;
+        }
+    }
+
+    Bitmap& work;
+    Bitmap& out;
+    Flags<ImageOperatorsFlag> flags;
+    /// For every row of `work`, where it may hold light.
+    Array<Span> spans;
+};
+
+} // namespace
+
+void runBlurCascade(Bitmap& work, const BlurLevels& levels, float scale, Bitmap& out, bool accumulate,
+                    Flags<ImageOperatorsFlag> flags) {
+    Cascade(work, out, flags).run(levels, scale, accumulate);
+}
+
+} // namespace Vespra

@@ -34,6 +34,14 @@ Float4 pixelAt(const BitmapImpl<Rgb>& source, std::int32_t x, std::int32_t y) {
     return Float4(source(x, y));
 }
 
+/// The bilinear blend of the four pixels from `row[0]` whose upper left one is at `row`, with
+/// `next` the row below.
+Float4 blend(const Rgb* row, const Rgb* next, Float4 tx, Float4 ty) {
+    const Float4 upper = Float4(row[0]) + tx * (Float4(row[1]) - Float4(row[0]));
+    const Float4 lower = Float4(next[0]) + tx * (Float4(next[1]) - Float4(next[0]));
+    return upper + ty * (lower - upper);
+}
+
 /// The bilinear sample of `source` at (x, y) in pixel-centre units: (0, 0) is the centre of the
 /// first pixel.
 Float4 sample(const BitmapImpl<Rgb>& source, float x, float y) {
@@ -46,22 +54,25 @@ Float4 sample(const BitmapImpl<Rgb>& source, float x, float y) {
     }
     const Float4 tx(x - left);
     const Float4 ty(y - top);
-    Float4 upper;
-    Float4 lower;
     if (ix >= 0 && iy >= 0 && ix + 1 < source.width() && iy + 1 < source.height()) {
-        const Rgb* row = source.row(iy) + ix;
-        const Rgb* next = source.row(iy + 1) + ix;
-        upper = Float4(row[0]) + tx * (Float4(row[1]) - Float4(row[0]));
-        lower = Float4(next[0]) + tx * (Float4(next[1]) - Float4(next[0]));
-    } else {
-        const Float4 a = pixelAt(source, ix, iy);
-        const Float4 b = pixelAt(source, ix + 1, iy);
-        const Float4 c = pixelAt(source, ix, iy + 1);
-        const Float4 d = pixelAt(source, ix + 1, iy + 1);
-        upper = a + tx * (b - a);
-        lower = c + tx * (d - c);
+        return blend(source.row(iy) + ix, source.row(iy + 1) + ix, tx, ty);
     }
+    const Float4 a = pixelAt(source, ix, iy);
+    const Float4 b = pixelAt(source, ix + 1, iy);
+    const Float4 c = pixelAt(source, ix, iy + 1);
+    const Float4 d = pixelAt(source, ix + 1, iy + 1);
+    const Float4 upper = a + tx * (b - a);
+    const Float4 lower = c + tx * (d - c);
     return upper + ty * (lower - upper);
+}
+
+/// `sample` where all four pixels are known to lie in `source`.
+Float4 sampleInside(const BitmapImpl<Rgb>& source, float x, float y) {
+    const float left = std::floor(x);
+    const float top = std::floor(y);
+    const auto ix = std::int32_t(left);
+    const auto iy = std::int32_t(top);
+    return blend(source.row(iy) + ix, source.row(iy + 1) + ix, Float4(x - left), Float4(y - top));
 }
 
 /// The source positions of one target row: (x0, y0) + x * (stepX, stepY) for pixel x.
@@ -71,29 +82,47 @@ struct Line {
     double stepX;
     double stepY;
 
+    float xAt(std::int32_t x) const { return float(x0 + stepX * x); }
+    float yAt(std::int32_t x) const { return float(y0 + stepY * x); }
+
     /// The pixels [first, last) of a row of `width` whose samples may touch a source of
     /// `size`; the others are black.
     std::pair<std::int32_t, std::int32_t> span(Pixel size, std::int32_t width) const {
         double low = 0.0;
         double high = double(width);
-        narrow(x0, stepX, size.x, low, high);
-        narrow(y0, stepY, size.y, low, high);
+        narrow(x0, stepX, -1.0, double(size.x), low, high);
+        narrow(y0, stepY, -1.0, double(size.y), low, high);
         const auto first = std::int32_t(std::clamp(std::floor(low) - 1.0, 0.0, double(width)));
         const auto last = std::int32_t(std::clamp(std::ceil(high) + 1.0, double(first), double(width)));
         return {first, last};
     }
 
+    /// The pixels [first, last), within `outer`, whose four samples all lie in a source of `size`:
+    /// their positions fall in [0, size - 1) with a pixel to spare for rounding.
+    std::pair<std::int32_t, std::int32_t> inside(Pixel size,
+                                                 std::pair<std::int32_t, std::int32_t> outer) const {
+        double low = outer.first;
+        double high = outer.second;
+        narrow(x0, stepX, 0.0, double(size.x - 1), low, high);
+        narrow(y0, stepY, 0.0, double(size.y - 1), low, high);
+        const auto first =
+            std::int32_t(std::clamp(std::ceil(low) + 1.0, double(outer.first), double(outer.second)));
+        const auto last =
+            std::int32_t(std::clamp(std::floor(high) - 1.0, double(first), double(outer.second)));
+        return {first, last};
+    }
+
 private:
-    /// Narrows [low, high) to where start + step * x lies within (-1, extent).
-    static void narrow(double start, double step, std::int32_t extent, double& low, double& high) {
+    /// Narrows [low, high) to where start + step * x lies within (lower, upper).
+    static void narrow(double start, double step, double lower, double upper, double& low, double& high) {
         if (std::abs(step) < 1e-12) {
-            if (start <= -1.0 || start >= double(extent)) {
+            if (start <= lower || start >= upper) {
                 high = low;
             }
             return;
         }
-        const double a = (-1.0 - start) / step;
-        const double b = (double(extent) - start) / step;
+        const double a = (lower - start) / step;
+        const double b = (upper - start) / step;
         low = std::max(low, std::min(a, b));
         high = std::min(high, std::max(a, b));
     }
@@ -128,10 +157,18 @@ void rotateBitmap(const BitmapImpl<Rgb>& source, float degrees, BitmapImpl<Rgb>&
             std::fill(row, row + first, Rgb(0.f, 0.f, 0.f, 0.f));
             std::fill(row + last, row + target.width(), Rgb(0.f, 0.f, 0.f, 0.f));
         }
-        for (std::int32_t x = first; x < last; ++x) {
-            const Float4 value =
-                sample(source, float(line.x0 + line.stepX * x), float(line.y0 + line.stepY * x));
+        const auto [firstInside, lastInside] = line.inside(source.size(), {first, last});
+        const auto put = [&](std::int32_t x, Float4 value) {
             (add ? value + Float4(row[x]) : value).store(&row[x].r);
+        };
+        for (std::int32_t x = first; x < firstInside; ++x) {
+            put(x, sample(source, line.xAt(x), line.yAt(x)));
+        }
+        for (std::int32_t x = firstInside; x < lastInside; ++x) {
+            put(x, sampleInside(source, line.xAt(x), line.yAt(x)));
+        }
+        for (std::int32_t x = std::max(firstInside, lastInside); x < last; ++x) {
+            put(x, sample(source, line.xAt(x), line.yAt(x)));
         }
     });
 }

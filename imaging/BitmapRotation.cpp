@@ -128,6 +128,37 @@ private:
     }
 };
 
+/// The source positions of the rows of a target of `targetSize` when a source of `sourceSize`
+/// is rotated by `degrees` about the centres of both.
+class RotationLines {
+public:
+    RotationLines(Pixel sourceSize, float degrees, Pixel targetSize) {
+        const auto [s, c] = sineCosine(degrees);
+        sine = s;
+        cosine = c;
+        sourceCentreX = 0.5 * sourceSize.x - 0.5;
+        sourceCentreY = 0.5 * sourceSize.y - 0.5;
+        targetCentreX = 0.5 * targetSize.x - 0.5;
+        targetCentreY = 0.5 * targetSize.y - 0.5;
+    }
+
+    /// The inverse rotation takes each target pixel to where it comes from in the source:
+    /// along a row the source position moves by (cosine, -sine) per pixel.
+    Line row(std::int32_t y) const {
+        const double dy = double(y) - targetCentreY;
+        return {sine * dy + sourceCentreX - cosine * targetCentreX,
+                cosine * dy + sourceCentreY + sine * targetCentreX, cosine, -sine};
+    }
+
+private:
+    double sine;
+    double cosine;
+    double sourceCentreX;
+    double sourceCentreY;
+    double targetCentreX;
+    double targetCentreY;
+};
+
 } // namespace
 
 Pixel rotatedSize(Pixel size, float degrees) {
@@ -140,17 +171,9 @@ Pixel rotatedSize(Pixel size, float degrees) {
 
 void rotateBitmap(const BitmapImpl<Rgb>& source, float degrees, BitmapImpl<Rgb>& target, bool add,
                   Flags<ImageOperatorsFlag> flags) {
-    const auto [sine, cosine] = sineCosine(degrees);
-    const double sourceCentreX = 0.5 * source.width() - 0.5;
-    const double sourceCentreY = 0.5 * source.height() - 0.5;
-    const double targetCentreX = 0.5 * target.width() - 0.5;
-    const double targetCentreY = 0.5 * target.height() - 0.5;
-    // The inverse rotation takes each target pixel to where it comes from in the source:
-    // along a row the source position moves by (cosine, -sine) per pixel.
+    const RotationLines lines(source.size(), degrees, target.size());
     forEachIndex(flags, target.height(), ROTATION_GRAIN, [&](int y) {
-        const double dy = double(y) - targetCentreY;
-        const Line line{sine * dy + sourceCentreX - cosine * targetCentreX,
-                        cosine * dy + sourceCentreY + sine * targetCentreX, cosine, -sine};
+        const Line line = lines.row(y);
         const auto [first, last] = line.span(source.size(), target.width());
         Rgb* row = target.row(y);
         if (!add) {
@@ -171,6 +194,26 @@ void rotateBitmap(const BitmapImpl<Rgb>& source, float degrees, BitmapImpl<Rgb>&
             put(x, sample(source, line.xAt(x), line.yAt(x)));
         }
     });
+}
+
+Array<RowSpan> readWhenRotated(Pixel sourceSize, float degrees, Pixel targetSize) {
+    // The pixels of the source that the target's samples fall between are where the inverse
+    // rotation puts the target's own pixels; the bilinear samples reach one pixel further.
+    const RotationLines lines(targetSize, -degrees, sourceSize);
+    Array<RowSpan> footprint(std::size_t(sourceSize.y));
+    for (std::int32_t y = 0; y < sourceSize.y; ++y) {
+        const auto [first, last] = lines.row(y).span(targetSize, sourceSize.x);
+        footprint[std::size_t(y)] = {first, last};
+    }
+    Array<RowSpan> read(footprint.size());
+    for (std::int32_t y = 0; y < sourceSize.y; ++y) {
+        RowSpan span;
+        for (std::int32_t j = std::max(0, y - 1); j <= std::min(sourceSize.y - 1, y + 1); ++j) {
+            span = span.united(footprint[std::size_t(j)]);
+        }
+        read[std::size_t(y)] = span.widened(1, sourceSize.x);
+    }
+    return read;
 }
 
 } // namespace Vespra

@@ -1,8 +1,10 @@
 #pragma once
 
 #include "foundation/Bitmap.h"
+#include "foundation/Containers.h"
 #include "foundation/Rgb.h"
 #include "imaging/ImageOperatorsFlag.h"
+#include "imaging/RowSpan.h"
 
 namespace Vespra {
 
@@ -16,5 +18,9 @@ Pixel rotatedSize(Pixel size, float degrees);
 /// the rotated picture is added to `target` instead of replacing it.
 void rotateBitmap(const BitmapImpl<Rgb>& source, float degrees, BitmapImpl<Rgb>& target, bool add,
                   Flags<ImageOperatorsFlag> flags);
+
+/// For every row of a source of `sourceSize`, the pixels that `rotateBitmap` by `degrees` onto a
+/// target of `targetSize` reads.
+Array<RowSpan> readWhenRotated(Pixel sourceSize, float degrees, Pixel targetSize);
 
 } // namespace Vespra

@@ -57,7 +57,8 @@ void addGlare(const Bitmap& source, const PostProcessData::BloomGlare& params, f
         streaks.resize(size.x, size.y);
         const BlurLevels levels = blurLevels(size, params.streakBlur * STREAK_THICKNESS, params.colorShift,
                                              params.colorIntensity, GLARE_GROWTH);
-        runBlurCascade(rotated, levels, scale, streaks, false, streakFlags);
+        const Array<RowSpan> needed = readWhenRotated(size, angle, source.size());
+        runBlurCascade(rotated, levels, scale, streaks, false, streakFlags, needed);
         rotateBitmap(streaks, angle, out, i > 0, streakFlags);
     }
 }

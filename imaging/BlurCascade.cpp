@@ -7,6 +7,7 @@
 #include "foundation/Exception.h"
 #include "foundation/Float4.h"
 #include "foundation/VectorClones.h"
+#include "imaging/RowSpan.h"
 
 namespace Vespra {
 
@@ -202,6 +203,13 @@ struct LevelRange {
     int end;
 };
 
+/// What a sweep leaves: whether it overwrites `out` rather than adding to it, and whether a later
+/// sweep still needs the blurred picture.
+struct SweepOutput {
+    bool overwrite;
+    bool keepWork;
+};
+
 Stack<LevelRange> rowSweeps(const BlurLevels& levels) {
     Stack<LevelRange> sweeps;
     for (int i = 0; i < BLUR_LEVEL_COUNT; ++i) {
@@ -244,24 +252,7 @@ bool isBlack(const Rgb& pixel) {
     return _mm_testz_si128(bits, bits) != 0;
 }
 
-/// The pixels [begin, end) of a row outside which it is black.
-struct Span {
-    std::int32_t begin = 0;
-    std::int32_t end = 0;
-
-    bool isEmpty() const { return begin >= end; }
-    Span united(Span other) const {
-        if (isEmpty()) {
-            return other;
-        }
-        return other.isEmpty() ? *this : Span{std::min(begin, other.begin), std::max(end, other.end)};
-    }
-    Span widened(std::int32_t margin, std::int32_t limit) const {
-        return isEmpty() ? *this : Span{std::max(0, begin - margin), std::min(limit, end + margin)};
-    }
-};
-
-Span nonBlackSpan(const Rgb* row, std::int32_t width) {
+RowSpan nonBlackSpan(const Rgb* row, std::int32_t width) {
     std::int32_t begin = 0;
     while (begin < width && isBlack(row[begin])) {
         ++begin;
@@ -279,23 +270,24 @@ Span nonBlackSpan(const Rgb* row, std::int32_t width) {
 /// The results are those of blurring the whole picture: black stays exactly black.
 class Cascade {
 public:
-    Cascade(Bitmap& work, Bitmap& out, Flags<ImageOperatorsFlag> flags)
-        : work(work), out(out), flags(flags), spans(std::size_t(work.height())) {}
+    Cascade(Bitmap& work, Bitmap& out, Flags<ImageOperatorsFlag> flags, ArrayView<const RowSpan> needed)
+        : work(work), out(out), flags(flags), needed(needed), spans(std::size_t(work.height())) {}
 
     void run(const BlurLevels& levels, float scale, bool accumulate) {
         findSpans();
         const int bands = (work.height() + BAND_ROWS - 1) / BAND_ROWS;
-        for (const LevelRange sweep : rowSweeps(levels)) {
+        const Stack<LevelRange> sweeps = rowSweeps(levels);
+        for (const LevelRange sweep : sweeps) {
             const BlurLevel& first = levels[std::size_t(sweep.begin)];
             if (first.radiusY > 0) {
                 blurColumns(first.radiusY);
             }
-            const bool overwrite = sweep.begin == 0 && !accumulate;
+            const SweepOutput output{sweep.begin == 0 && !accumulate, sweep.end < BLUR_LEVEL_COUNT};
             const std::int32_t width = work.width();
             forEachIndex<BandScratch>(
                 flags, bands, 1, [width] { return BandScratch(width); },
                 [&](int band, BandScratch& scratch) {
-                    sweepBand(band * BAND_ROWS, levels, sweep, scale, overwrite, scratch);
+                    sweepBand(band * BAND_ROWS, levels, sweep, scale, output, scratch);
                 });
         }
     }
@@ -307,34 +299,44 @@ private:
     }
 
     /// Works the levels of `sweep` on the rows from `top`: gathers them interleaved, blurs them,
-    /// sums their light and puts both back, all only as far as the band's light reaches.
-    void sweepBand(std::int32_t top, const BlurLevels& levels, LevelRange sweep, float scale, bool overwrite,
-                   BandScratch& scratch) {
+    /// sums their light and puts both back, all only as far as the band's light reaches and
+    /// its light is looked at.
+    void sweepBand(std::int32_t top, const BlurLevels& levels, LevelRange sweep, float scale,
+                   SweepOutput output, BandScratch& scratch) {
         const std::int32_t rows = std::min(BAND_ROWS, work.height() - top);
-        Span lit;
+        RowSpan lit;
+        RowSpan looked;
         for (std::int32_t k = 0; k < rows; ++k) {
             lit = lit.united(spans[std::size_t(top + k)]);
+            looked = looked.united(needed.empty() ? RowSpan{0, work.width()} : needed[std::size_t(top + k)]);
         }
-        const Span reach = bandReach(lit, levels, sweep);
+        const RowSpan reach = bandReach(lit, levels, sweep);
+        const RowSpan shown = reach.intersected(looked);
         gatherBand(top, rows, reach, scratch.band.data());
-        const std::size_t first = std::size_t(reach.begin) * BAND_ROWS;
-        const std::size_t pixels = std::size_t(reach.end - reach.begin) * BAND_ROWS;
         for (int i = sweep.begin; i < sweep.end && !reach.isEmpty(); ++i) {
             const BlurLevel& level = levels[std::size_t(i)];
             blurBandRows(top, reach, level.radiusX, scratch);
-            LevelAdder(level, scale)
-                .apply(scratch.band.data() + first, scratch.light.data() + first, pixels, i == sweep.begin);
+            if (!shown.isEmpty()) {
+                const std::size_t first = std::size_t(shown.begin) * BAND_ROWS;
+                const std::size_t pixels = std::size_t(shown.end - shown.begin) * BAND_ROWS;
+                LevelAdder(level, scale)
+                    .apply(scratch.band.data() + first, scratch.light.data() + first, pixels,
+                           i == sweep.begin);
+            }
         }
-        scatterBand(top, rows, reach, scratch, overwrite);
+        if (output.keepWork) {
+            scatterWork(top, rows, reach, scratch);
+        }
+        scatterLight(top, rows, looked, shown, scratch, output.overwrite);
         for (std::int32_t k = 0; k < rows; ++k) {
             spans[std::size_t(top + k)] = reach;
         }
     }
 
     /// Where light of `lit` pixels may be after the row passes of `sweep`.
-    Span bandReach(Span lit, const BlurLevels& levels, LevelRange sweep) const {
+    RowSpan bandReach(RowSpan lit, const BlurLevels& levels, LevelRange sweep) const {
         if (lit.isEmpty() || flags.has(ImageOperatorsFlag::PANORAMA)) {
-            return lit.isEmpty() ? lit : Span{0, work.width()};
+            return lit.isEmpty() ? lit : RowSpan{0, work.width()};
         }
         std::int32_t margin = 0;
         for (int i = sweep.begin; i < sweep.end; ++i) {
@@ -345,7 +347,7 @@ private:
 
     /// Interleaves the pixels `reach` of `rows` rows from `top` into `band`, black where the
     /// band runs past the picture.
-    void gatherBand(std::int32_t top, std::int32_t rows, Span reach, Rgb* band) const {
+    void gatherBand(std::int32_t top, std::int32_t rows, RowSpan reach, Rgb* band) const {
         for (std::int32_t k = 0; k < BAND_ROWS; ++k) {
             Rgb* target = band + k;
             const Rgb* source = k < rows ? work.row(top + k) : nullptr;
@@ -355,31 +357,43 @@ private:
         }
     }
 
-    /// Puts the blurred band back into `work` and its light into `out`, which is black outside
-    /// `reach` when it is overwritten.
-    void scatterBand(std::int32_t top, std::int32_t rows, Span reach, const BandScratch& scratch,
-                     bool overwrite) {
+    /// Puts the pixels `reach` of the blurred band back into `work`.
+    void scatterWork(std::int32_t top, std::int32_t rows, RowSpan reach, const BandScratch& scratch) {
         for (std::int32_t k = 0; k < rows; ++k) {
             const Rgb* band = scratch.band.data() + k;
-            const Rgb* light = scratch.light.data() + k;
-            Rgb* workRow = work.row(top + k);
-            Rgb* outRow = out.row(top + k);
-            if (overwrite) {
-                std::fill(outRow, outRow + reach.begin, Rgb(0.f, 0.f, 0.f, 0.f));
-                std::fill(outRow + std::max(reach.begin, reach.end), outRow + out.width(),
-                          Rgb(0.f, 0.f, 0.f, 0.f));
-            }
+            Rgb* row = work.row(top + k);
             for (std::int32_t x = reach.begin; x < reach.end; ++x) {
-                Float4(band[x * BAND_ROWS]).store(&workRow[x].r);
+                Float4(band[x * BAND_ROWS]).store(&row[x].r);
+            }
+        }
+    }
+
+    /// Adds the band's light within `shown` to `out`, or puts it there when `overwrite`, with black
+    /// in the rest of `looked`.
+    void scatterLight(std::int32_t top, std::int32_t rows, RowSpan looked, RowSpan shown,
+                      const BandScratch& scratch, bool overwrite) {
+        const Rgb black(0.f, 0.f, 0.f, 0.f);
+        for (std::int32_t k = 0; k < rows; ++k) {
+            const Rgb* light = scratch.light.data() + k;
+            Rgb* row = out.row(top + k);
+            if (overwrite && shown.isEmpty()) {
+                std::fill(row + looked.begin, row + std::max(looked.begin, looked.end), black);
+                continue;
+            }
+            if (overwrite) {
+                std::fill(row + looked.begin, row + shown.begin, black);
+                std::fill(row + shown.end, row + looked.end, black);
+            }
+            for (std::int32_t x = shown.begin; x < shown.end; ++x) {
                 const Float4 added(light[x * BAND_ROWS]);
-                (overwrite ? added : added + Float4(outRow[x])).store(&outRow[x].r);
+                (overwrite ? added : added + Float4(row[x])).store(&row[x].r);
             }
         }
     }
 
     /// Both row passes over the pixels `reach` of an interleaved band whose first row is row
     /// `top` of the picture.
-    void blurBandRows(std::int32_t top, Span reach, std::int32_t radius, BandScratch& scratch) const {
+    void blurBandRows(std::int32_t top, RowSpan reach, std::int32_t radius, BandScratch& scratch) const {
         if (radius <= 0) {
             return;
         }
@@ -412,8 +426,8 @@ private:
             flags, strips, 1, [height] { return StripScratch(height); },
             [&](int strip, StripScratch& scratch) {
                 const std::int32_t left = strip * STRIP_PIXELS;
-                const Span columns{left, std::min(left + STRIP_PIXELS, work.width())};
-                const Span rows = litRows(columns).widened(2 * radius, height);
+                const RowSpan columns{left, std::min(left + STRIP_PIXELS, work.width())};
+                const RowSpan rows = litRows(columns).widened(2 * radius, height);
                 if (rows.isEmpty()) {
                     return;
                 }
@@ -430,10 +444,10 @@ private:
     }
 
     /// The first and last rows whose light touches `columns`.
-    Span litRows(Span columns) const {
-        Span rows;
+    RowSpan litRows(RowSpan columns) const {
+        RowSpan rows;
         for (std::int32_t y = 0; y < work.height(); ++y) {
-            const Span span = spans[std::size_t(y)];
+            const RowSpan span = spans[std::size_t(y)];
             if (!span.isEmpty() && span.begin < columns.end && columns.begin < span.end) {
                 rows = rows.united({y, y + 1});
             }
@@ -443,10 +457,10 @@ private:
 
     /// After the column passes each row holds the light of the rows within `reach`.
     void spreadSpansDown(std::int32_t reach) {
-        const Array<Span> before = spans;
+        const Array<RowSpan> before = spans;
         const auto height = std::int32_t(spans.size());
         for (std::int32_t y = 0; y < height; ++y) {
-            Span span;
+            RowSpan span;
             for (std::int32_t j = std::max(0, y - reach); j < std::min(height, y + reach + 1); ++j) {
                 span = span.united(before[std::size_t(j)]);
             }
@@ -457,15 +471,17 @@ private:
     Bitmap& work;
     Bitmap& out;
     Flags<ImageOperatorsFlag> flags;
+    ArrayView<const RowSpan> needed;
     /// For every row of `work`, where it may hold light.
-    Array<Span> spans;
+    Array<RowSpan> spans;
 };
 
 } // namespace
 
 void runBlurCascade(Bitmap& work, const BlurLevels& levels, float scale, Bitmap& out, bool accumulate,
-                    Flags<ImageOperatorsFlag> flags) {
-    Cascade(work, out, flags).run(levels, scale, accumulate);
+                    Flags<ImageOperatorsFlag> flags, ArrayView<const RowSpan> needed) {
+    VESPRA_ASSERT(needed.empty() || needed.size() == std::size_t(work.height()));
+    Cascade(work, out, flags, needed).run(levels, scale, accumulate);
 }
 
 } // namespace Vespra

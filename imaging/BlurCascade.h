@@ -1,18 +1,21 @@
 #pragma once
 
 #include "foundation/Bitmap.h"
+#include "foundation/Containers.h"
 #include "foundation/Rgb.h"
 #include "imaging/BloomGlare.h"
 #include "imaging/ImageOperatorsFlag.h"
+#include "imaging/RowSpan.h"
 
 namespace Vespra {
 
 /// Blurs `work` level after level, each level starting from the blur of the one before: two box
 /// passes of radius `radiusY` along the columns, then two of radius `radiusX` along the rows, with
 /// black outside the picture. Adds `scale` times the light of every level to `out` (of the same
-/// size), which it overwrites unless `accumulate`; `work` is left blurred. With the panorama flag
-/// the rows wrap around and blur wider towards the poles.
+/// size), which it overwrites unless `accumulate`; `work` is left in no particular state. With
+/// the panorama flag the rows wrap around and blur wider towards the poles. When `needed` is
+/// given, one span for each row, `out` is only made within those spans.
 void runBlurCascade(BitmapImpl<Rgb>& work, const BlurLevels& levels, float scale, BitmapImpl<Rgb>& out,
-                    bool accumulate, Flags<ImageOperatorsFlag> flags);
+                    bool accumulate, Flags<ImageOperatorsFlag> flags, ArrayView<const RowSpan> needed = {});
 
 } // namespace Vespra

@@ -337,6 +337,34 @@ TEST(BloomGlare, RotationKeepsSizesAndEnergy) {
     EXPECT_GT(peak(odd), 0.0);
 }
 
+TEST(BloomGlare, RotationReadsOnlyWhereItSaysItDoes) {
+    for (const Pixel size : {Pixel{37, 23}, Pixel{64, 64}, Pixel{101, 57}}) {
+        for (const float degrees : {0.f, 15.f, 45.f, 90.f, 135.f, -30.f, 200.f, 301.5f}) {
+            const Pixel turned = rotatedSize(size, -degrees);
+            const Array<RowSpan> read = readWhenRotated(turned, degrees, size);
+            ASSERT_EQ(read.size(), std::size_t(turned.y));
+            // Anything read outside the spans brings a NaN along.
+            Bitmap source(turned.x, turned.y, Rgb(NAN, NAN, NAN, NAN));
+            std::size_t inside = 0;
+            for (std::int32_t y = 0; y < turned.y; ++y) {
+                for (std::int32_t x = read[std::size_t(y)].begin; x < read[std::size_t(y)].end; ++x) {
+                    source(x, y) = Rgb(1.f, 1.f, 1.f, 1.f);
+                    ++inside;
+                }
+            }
+            Bitmap target(size.x, size.y);
+            rotateBitmap(source, degrees, target, false, {});
+            for (const Rgb& pixel : target.view()) {
+                ASSERT_FALSE(std::isnan(pixel.r)) << size.x << "x" << size.y << " " << degrees;
+            }
+            // The spans leave out the corners that the rotation brings in as black.
+            if (std::fmod(std::abs(degrees), 90.f) != 0.f) {
+                EXPECT_LT(inside, std::size_t(turned.x) * std::size_t(turned.y)) << degrees;
+            }
+        }
+    }
+}
+
 TEST(BloomGlare, ParallelAndSerialLoopsAgreeAndPanoramasWrap) {
     Bitmap picture(128, 64, Rgb(0.f, 0.f, 0.f, 0.f));
     picture(1, 32) = Rgb(200.f, 100.f, 50.f, 0.f);

@@ -11,6 +11,7 @@
 #include "misc/adaptivitydenoising/utils/FeatureWeights.h"
 #include "misc/adaptivitydenoising/utils/PatchSweep.h"
 #include "misc/adaptivitydenoising/utils/RowFrame.h"
+#include "misc/adaptivitydenoising/utils/TriAccumulation.h"
 
 // The non-local-means filters of the denoisers. A filter of support S and patch P searches a
 // window of side S - P + 1 around each pixel and weighs each neighbour q by how alike the
@@ -53,18 +54,16 @@ inline bool shouldFilterLanes(Float4 colour, Float4 variance) {
 }
 
 /// Accumulators and buffers of one worker, for a tile of a kernel.
-template <class Dist, class Shape, class Accumulator>
+template <class Dist, class Shape>
 struct KernelScratch {
-    explicit KernelScratch(const FeatureWeights& weights) : weights(weights) {}
-
     static constexpr std::size_t TILE_PIXELS = std::size_t(BAND_ROWS) * TILE_WIDTH;
 
     SweepBuffers<Dist, Shape> sweep;
-    Array<Accumulator> accumulators = Array<Accumulator>(TILE_PIXELS);
+    /// The sums of the weights and of the weighted pixels, apart so that they are runs of floats.
+    Array<Float4> weightSums = Array<Float4>(TILE_PIXELS);
+    Array<Float4> valueSums = Array<Float4>(TILE_PIXELS);
     Array<Float4> featureFactors = Array<Float4>(TILE_PIXELS * FeatureWeights::MAX_FEATURES);
     Array<std::uint8_t> active = Array<std::uint8_t>(TILE_PIXELS);
-    /// A copy per worker, as the three-way filter changes its limits per offset.
-    FeatureWeights weights;
 };
 
 /// Calls `perPixel(tileIndex, p)` for each pixel of `tile`, in rows.
@@ -141,17 +140,12 @@ struct KernelInputs {
 
     template <class Scratch>
     Float4 featureWeight(const Scratch& scratch, int tileIndex, std::size_t p, std::size_t q) const {
-        if (scratch.weights.size() == 0) {
+        if (weights.size() == 0) {
             return noFeatureWeight;
         }
-        return scratch.weights.weight(
+        return weights.weight(
             p, q, scratch.featureFactors.data() + std::size_t(tileIndex) * FeatureWeights::MAX_FEATURES);
     }
-};
-
-struct WeightedSum {
-    Float4 weight;
-    Float4 sum;
 };
 
 /// NLM with one weight per pixel pair from the mean over colours (`LANE_WISE` false), limited by
@@ -162,11 +156,11 @@ public:
     using Shape = SweepShape<(SUPPORT - PATCH) / 2, PATCH>;
     using Dist = std::conditional_t<LANE_WISE, Float4, float>;
     using Output = Rgb;
-    using Scratch = KernelScratch<Dist, Shape, WeightedSum>;
+    using Scratch = KernelScratch<Dist, Shape>;
 
     NlmKernel(const NlmInputs& inputs, const BitmapImpl<Rgb>& image) : KernelInputs(inputs, image) {}
 
-    Scratch makeScratch() const { return Scratch(weights); }
+    Scratch makeScratch() const { return Scratch(); }
 
     template <class TargetRow>
     void filterTile(const Tile& tile, Scratch& scratch, TargetRow& targetRow) const {
@@ -174,40 +168,73 @@ public:
             const Float4 c = loadPixel(colour, p);
             const Float4 v = loadPixel(variance, p);
             scratch.active[std::size_t(index)] = LANE_WISE ? shouldFilterLanes(c, v) : shouldFilterMean(c, v);
-            scratch.accumulators[std::size_t(index)] = {};
+            scratch.weightSums[std::size_t(index)] = Float4();
+            scratch.valueSums[std::size_t(index)] = Float4();
             prepareFeatureFactors(scratch, index, p);
         });
-        auto visit = [&](int index, std::size_t p, std::size_t q, Dist distance, Dist) {
-            if (!scratch.active[std::size_t(index)]) {
-                return;
-            }
-            Float4 w;
-            if constexpr (LANE_WISE) {
-                w = negativeExp(distance * Float4(colourFactor));
-            } else {
-                w = min(negativeExp(Float4(distance * colourFactor)), featureWeight(scratch, index, p, q));
-            }
-            WeightedSum& sum = scratch.accumulators[std::size_t(index)];
-            sum.weight += w;
-            sum.sum += w * loadPixel(image, q);
-        };
-        sweepTile<Shape, Dist>(
-            tile, scratch.sweep, colour, variance, alpha, epsilon, false, [](int, int) {}, eachPixel(visit));
+        if constexpr (LANE_WISE) {
+            sweepTile<Shape, Dist>(
+                tile, scratch.sweep, colour, variance, alpha, epsilon, false, [](int, int) {},
+                [&](int rowIndex, int firstColumn, int endColumn, std::size_t rowStart, std::ptrdiff_t offset,
+                    const Float4* distances, const Float4*) {
+                    addLaneWeights(scratch, rowIndex, firstColumn, endColumn, rowStart, offset, distances);
+                });
+        } else {
+            auto visit = [&](int index, std::size_t p, std::size_t q, float distance, float) {
+                if (!scratch.active[std::size_t(index)]) {
+                    return;
+                }
+                const Float4 w =
+                    min(negativeExp(Float4(distance * colourFactor)), featureWeight(scratch, index, p, q));
+                scratch.weightSums[std::size_t(index)] += w;
+                scratch.valueSums[std::size_t(index)] += w * loadPixel(image, q);
+            };
+            sweepTile<Shape, Dist>(
+                tile, scratch.sweep, colour, variance, alpha, epsilon, false, [](int, int) {},
+                eachPixel(visit));
+        }
         forTilePixels(tile, [&](int index, std::size_t p) {
-            const WeightedSum& sum = scratch.accumulators[std::size_t(index)];
             const Float4 result =
-                scratch.active[std::size_t(index)] ? sum.sum / sum.weight : loadPixel(image, p);
+                scratch.active[std::size_t(index)]
+                    ? scratch.valueSums[std::size_t(index)] / scratch.weightSums[std::size_t(index)]
+                    : loadPixel(image, p);
             const int y = int(p / std::size_t(width));
             storePixel(targetRow(y), p - std::size_t(y) * std::size_t(width), result);
         });
     }
+
+private:
+    /// One row at once, as runs of floats; the sums of the pixels that are not filtered are
+    /// made as well and never read.
+    void addLaneWeights(Scratch& scratch, int rowIndex, int firstColumn, int endColumn, std::size_t rowStart,
+                        std::ptrdiff_t offset, const Float4* distances) const {
+        const std::size_t at = std::size_t(rowIndex + firstColumn);
+        const std::size_t q = std::size_t(std::ptrdiff_t(rowStart) + firstColumn + offset);
+        Sweep::addLaneWeights(reinterpret_cast<float*>(scratch.weightSums.data() + at),
+                              reinterpret_cast<float*>(scratch.valueSums.data() + at),
+                              reinterpret_cast<const float*>(distances + firstColumn),
+                              reinterpret_cast<const float*>(image + q), colourFactor,
+                              4 * (endColumn - firstColumn));
+    }
 };
 
-struct TripleSums {
-    StaticArray<Float4, 3> values;
-    StaticArray<Float4, 3> perturbedValues;
-    Float4 weights;
-    Float4 perturbedWeights;
+/// Buffers of one worker of the three-way filter, laid out as `Tri` describes.
+template <class Shape>
+struct TriScratch {
+    explicit TriScratch(const FeatureWeights& weights) : weights(weights) {}
+
+    SweepBuffers<float, Shape> sweep;
+    Array<float> region = Array<float>(Tri::REGION_PLANES * Tri::REGION_PLANE);
+    Array<float> factors = Array<float>(4 * FeatureWeights::MAX_FEATURES * Tri::TILE_PLANE);
+    Array<float> sums = Array<float>(Tri::SUM_PLANES * Tri::TILE_PLANE);
+    Array<std::int32_t> useSmall = Array<std::int32_t>(Tri::TILE_PLANE);
+    Array<std::uint8_t> active = Array<std::uint8_t>(Tri::TILE_PLANE);
+    Array<float> rowScratch = Array<float>(Tri::ROW_SCRATCH);
+    /// Whether a tile row has any pixel to filter.
+    StaticArray<bool, BAND_ROWS> rowActive{};
+    Tri::OffsetSettings settings;
+    /// A copy per worker, as its limits change per offset.
+    FeatureWeights weights;
 };
 
 /// Three NLM candidates at once, with patches of side SMALL_PATCH for the first and PATCH for
@@ -219,17 +246,101 @@ public:
     using Shape = SweepShape<(19 - PATCH) / 2, PATCH, SMALL_PATCH>;
     using Dist = float;
     using Output = TripleWeight;
-    using Scratch = KernelScratch<float, Shape, TripleSums>;
+    using Scratch = TriScratch<Shape>;
+    static_assert(Shape::RADIUS <= Tri::MAX_BORDER);
 
     NlmTriKernel(const NlmInputs& inputs, const BitmapImpl<Rgb>& image, Float4 candidateFactors,
                  float* weightSum)
         : KernelInputs(inputs, image), candidateFactors(candidateFactors * Float4(inputs.colourFactor)),
           weightSum(weightSum) {}
 
-    Scratch makeScratch() const { return Scratch(weights); }
+    Scratch makeScratch() const {
+        Scratch scratch(weights);
+        Tri::OffsetSettings& settings = scratch.settings;
+        settings.epsilon = epsilon;
+        settings.perturbationScale = 0.02f / 3.f / float(PATCH * PATCH);
+        for (int k = 0; k < 3; ++k) {
+            settings.candidateFactors[k] = candidateFactors[k];
+        }
+        settings.features = weights.size();
+        for (int i = 0; i < weights.size(); ++i) {
+            for (int lane = 0; lane < 4; ++lane) {
+                settings.varianceScales[4 * i + lane] = weights.item(i).varianceScale[lane];
+            }
+        }
+        return scratch;
+    }
 
     template <class TargetRow>
     void filterTile(const Tile& tile, Scratch& scratch, TargetRow& targetRow) const {
+        fillRegion(tile, scratch);
+        preparePixels(tile, scratch);
+        std::ptrdiff_t regionOffset = 0;
+        sweepTile<Shape, float>(
+            tile, scratch.sweep, colour, variance, alpha, epsilon, false,
+            [&](int dx, int dy) {
+                scratch.weights.beginOffset(std::max(1.f, std::sqrt(float(dx * dx + dy * dy))));
+                for (int i = 0; i < scratch.weights.size(); ++i) {
+                    for (int lane = 0; lane < 4; ++lane) {
+                        scratch.settings.limits[4 * i + lane] = scratch.weights.item(i).limit[lane];
+                    }
+                }
+                regionOffset = std::ptrdiff_t(dy) * Tri::REGION_STRIDE + dx;
+            },
+            [&](int rowIndex, int firstColumn, int endColumn, std::size_t, std::ptrdiff_t,
+                const float* distances, const float* smallDistances) {
+                const int row = rowIndex / TILE_WIDTH;
+                if (!scratch.rowActive[std::size_t(row)]) {
+                    return;
+                }
+                const std::size_t at = std::size_t(rowIndex + firstColumn);
+                Tri::accumulateRow(scratch.settings, scratch.region.data() + regionIndex(row, firstColumn),
+                                   regionOffset, distances + firstColumn, smallDistances + firstColumn,
+                                   scratch.useSmall.data() + at, scratch.factors.data() + at,
+                                   scratch.sums.data() + at, scratch.rowScratch.data(),
+                                   endColumn - firstColumn);
+            });
+        writeTile(tile, scratch, targetRow);
+    }
+
+private:
+    /// Where tile pixel (column, row) lies in the region planes.
+    static std::size_t regionIndex(int row, int column) {
+        return std::size_t(row + Shape::RADIUS) * Tri::REGION_STRIDE + std::size_t(column + Shape::RADIUS);
+    }
+
+    /// Copies the lanes of the tile's region into the planes; what lies off the image is never read.
+    void fillRegion(const Tile& tile, Scratch& scratch) const {
+        const int x0 = std::max(0, tile.x0 - Shape::RADIUS);
+        const int x1 = std::min(width, tile.x1 + Shape::RADIUS);
+        const int y0 = std::max(0, tile.y0 - Shape::RADIUS);
+        const int y1 = std::min(height, tile.y1 + Shape::RADIUS);
+        auto spread = [&](const Rgb* source, int firstPlane, int lanes) {
+            for (int y = y0; y < y1; ++y) {
+                const Rgb* row = source + std::size_t(y) * std::size_t(width);
+                float* planes = scratch.region.data() + std::size_t(firstPlane) * Tri::REGION_PLANE +
+                                regionIndex(y - tile.y0, x0 - tile.x0);
+                for (int x = x0; x < x1; ++x) {
+                    const float values[4] = {row[x].r, row[x].g, row[x].b, row[x].a};
+                    for (int lane = 0; lane < lanes; ++lane) {
+                        planes[std::size_t(lane) * Tri::REGION_PLANE + std::size_t(x - x0)] = values[lane];
+                    }
+                }
+            }
+        };
+        spread(colour, Tri::COLOUR, 3);
+        spread(variance, Tri::VARIANCE, 3);
+        spread(image, Tri::IMAGE, 4);
+        for (int i = 0; i < weights.size(); ++i) {
+            spread(weights.item(i).mean, Tri::FEATURES + Tri::PLANES_PER_FEATURE * i, 4);
+            spread(weights.item(i).variance, Tri::FEATURES + Tri::PLANES_PER_FEATURE * i + 4, 4);
+        }
+    }
+
+    /// Which pixels are filtered and how, their feature factors, and empty sums.
+    void preparePixels(const Tile& tile, Scratch& scratch) const {
+        std::fill(scratch.sums.begin(), scratch.sums.end(), 0.f);
+        std::fill(scratch.rowActive.begin(), scratch.rowActive.end(), false);
         // Pixels near an edge use the large patch for all candidates: 1 inside, 2 near an edge.
         forTilePixels(tile, [&](int index, std::size_t p) {
             const int y = int(p / std::size_t(width));
@@ -238,21 +349,20 @@ public:
                 std::min(std::min(x, y), std::min(width - 1 - x, height - 1 - y)) < Shape::MARGIN;
             const bool filtered = shouldFilterMean(loadPixel(colour, p), loadPixel(variance, p));
             scratch.active[std::size_t(index)] = filtered ? (border ? 2 : 1) : 0;
-            scratch.accumulators[std::size_t(index)] = {};
-            prepareFeatureFactors(scratch, index, p);
-        });
-        sweepTile<Shape, float>(
-            tile, scratch.sweep, colour, variance, alpha, epsilon, false,
-            [&](int dx, int dy) {
-                scratch.weights.beginOffset(std::max(1.f, std::sqrt(float(dx * dx + dy * dy))));
-            },
-            [&](int rowIndex, int firstColumn, int endColumn, std::size_t rowStart, std::ptrdiff_t offset,
-                const float* distances, const float* smallDistances) {
-                for (int c = firstColumn; c < endColumn; c += 4) {
-                    accumulateFour(scratch, rowIndex + c, rowStart + std::size_t(c), offset, distances + c,
-                                   smallDistances + c, std::min(4, endColumn - c));
+            scratch.useSmall[std::size_t(index)] = filtered && !border;
+            scratch.rowActive[std::size_t(y - tile.y0)] |= filtered;
+            for (int i = 0; i < weights.size(); ++i) {
+                const Float4 factor = weights.pixelFactor(i, p);
+                for (int lane = 0; lane < 4; ++lane) {
+                    scratch.factors[std::size_t(4 * i + lane) * Tri::TILE_PLANE + std::size_t(index)] =
+                        factor[lane];
                 }
-            });
+            }
+        });
+    }
+
+    template <class TargetRow>
+    void writeTile(const Tile& tile, const Scratch& scratch, TargetRow& targetRow) const {
         forTilePixels(tile, [&](int index, std::size_t p) {
             const int y = int(p / std::size_t(width));
             TripleWeight& out = targetRow(y)[p - std::size_t(y) * std::size_t(width)];
@@ -265,86 +375,24 @@ public:
                 }
                 return;
             }
-            const TripleSums& sums = scratch.accumulators[std::size_t(index)];
-            weightSum[p] = sums.weights[1];
+            const float* sums = scratch.sums.data() + index;
+            auto plane = [&](int i) { return sums[std::size_t(i) * Tri::TILE_PLANE]; };
+            auto lanes = [&](int first) {
+                return Float4(plane(first), plane(first + 1), plane(first + 2), plane(first + 3));
+            };
+            weightSum[p] = plane(Tri::WEIGHTS + 1);
             const Float4 scale = Float4(1.f) / (Float4(0.01f) * meanOfColours(centre) + Float4(0.000001f));
-            const Float4 values[3] = {sums.values[0] / broadcast<0>(sums.weights),
-                                      sums.values[1] / broadcast<1>(sums.weights),
-                                      sums.values[2] / broadcast<2>(sums.weights)};
-            const Float4 perturbedValues[3] = {sums.perturbedValues[0] / broadcast<0>(sums.perturbedWeights),
-                                               sums.perturbedValues[1] / broadcast<1>(sums.perturbedWeights),
-                                               sums.perturbedValues[2] / broadcast<2>(sums.perturbedWeights)};
             Rgb* members[3][2] = {{&out.value0, &out.derivative0},
                                   {&out.value1, &out.derivative1},
                                   {&out.value2, &out.derivative2}};
-            for (int i = 0; i < 3; ++i) {
-                storePixel(members[i][0], 0, values[i]);
-                storePixel(members[i][1], 0, (perturbedValues[i] - values[i]) * scale);
+            for (int k = 0; k < 3; ++k) {
+                const Float4 value = lanes(Tri::VALUES + 4 * k) / Float4(plane(Tri::WEIGHTS + k));
+                const Float4 perturbed =
+                    lanes(Tri::PERTURBED_VALUES + 4 * k) / Float4(plane(Tri::PERTURBED_WEIGHTS + k));
+                storePixel(members[k][0], 0, value);
+                storePixel(members[k][1], 0, (perturbed - value) * scale);
             }
         });
-    }
-
-private:
-    /// Up to four neighbouring pixels at once, so that their weights share the exponentials.
-    void accumulateFour(Scratch& scratch, int index, std::size_t p0, std::ptrdiff_t offset,
-                        const float* distances, const float* smallDistances, int count) const {
-        const std::uint8_t* states = scratch.active.data() + index;
-        if ((count < 1 || states[0] == 0) && (count < 2 || states[1] == 0) && (count < 3 || states[2] == 0) &&
-            (count < 4 || states[3] == 0)) {
-            return;
-        }
-        const Float4 epsilon4(epsilon);
-        alignas(16) float candidate0[4], terms[4];
-        Float4 perturbations[4];
-        for (int i = 0; i < 4; ++i) {
-            // Lanes beyond `count` repeat the first pixel and are never accumulated.
-            const int at = i < count ? i : 0;
-            const std::size_t p = p0 + std::size_t(at);
-            const std::size_t q = std::size_t(std::ptrdiff_t(p) + offset);
-            candidate0[i] = states[at] == 1 ? smallDistances[at] : distances[at];
-            const Float4 cp = loadPixel(colour, p);
-            const Float4 vp = loadPixel(variance, p);
-            perturbations[i] = (cp - loadPixel(colour, q)) * cp /
-                               (epsilon4 + vp + min(loadPixel(variance, q), Float4(1000.f) * vp));
-            terms[i] = scratch.weights.size() == 0
-                           ? -1.f
-                           : scratch.weights
-                                 .term(p, q,
-                                       scratch.featureFactors.data() +
-                                           std::size_t(index + at) * FeatureWeights::MAX_FEATURES)
-                                 .x();
-        }
-        const Float4 wf = negativeExp(Float4::load(terms));
-        const Float4 t =
-            sumsOfColours(perturbations[0], perturbations[1], perturbations[2], perturbations[3]) *
-            Float4(0.02f / 3.f / float(PATCH * PATCH));
-        const Float4 c = Float4::load(candidate0);
-        const Float4 e = Float4::loadUnaligned(distances);
-        Float4 w[4] = {min(negativeExp(c * broadcast<0>(candidateFactors)), wf),
-                       min(negativeExp(e * broadcast<1>(candidateFactors)), wf),
-                       min(negativeExp(e * broadcast<2>(candidateFactors)), wf), Float4()};
-        Float4 perturbed[4] = {min(negativeExp((c + t) * broadcast<0>(candidateFactors)), wf),
-                               min(negativeExp((e + t) * broadcast<1>(candidateFactors)), wf),
-                               min(negativeExp((e + t) * broadcast<2>(candidateFactors)), wf), Float4()};
-        // Per pixel: lanes (candidate 0, 1, 2, 0).
-        _MM_TRANSPOSE4_PS(w[0].v, w[1].v, w[2].v, w[3].v);
-        _MM_TRANSPOSE4_PS(perturbed[0].v, perturbed[1].v, perturbed[2].v, perturbed[3].v);
-        for (int i = 0; i < count; ++i) {
-            if (states[i] == 0) {
-                continue;
-            }
-            const Float4 value = loadPixel(image, std::size_t(std::ptrdiff_t(p0) + i + offset));
-            const Float4 perturbedValue = value * Float4(1.01f);
-            TripleSums& sums = scratch.accumulators[std::size_t(index + i)];
-            sums.values[0] += broadcast<0>(w[i]) * value;
-            sums.values[1] += broadcast<1>(w[i]) * value;
-            sums.values[2] += broadcast<2>(w[i]) * value;
-            sums.perturbedValues[0] += broadcast<0>(perturbed[i]) * perturbedValue;
-            sums.perturbedValues[1] += broadcast<1>(perturbed[i]) * perturbedValue;
-            sums.perturbedValues[2] += broadcast<2>(perturbed[i]) * perturbedValue;
-            sums.weights += w[i];
-            sums.perturbedWeights += perturbed[i];
-        }
     }
 
     Float4 candidateFactors;
@@ -358,14 +406,14 @@ public:
     using Shape = SweepShape<1, 3>;
     using Dist = float;
     using Output = Rgb;
-    using Scratch = KernelScratch<float, Shape, WeightedSum>;
+    using Scratch = KernelScratch<float, Shape>;
 
     NlmOutlierKernel(const NlmInputs& inputs, const BitmapImpl<Rgb>& image, float gamma, bool markOnly,
                      const Feature* exclude)
         : KernelInputs(inputs, image), gamma(gamma), markOnly(markOnly),
           exclude(exclude ? exclude->mean.data() : nullptr) {}
 
-    Scratch makeScratch() const { return Scratch(weights); }
+    Scratch makeScratch() const { return Scratch(); }
 
     template <class TargetRow>
     void filterTile(const Tile& tile, Scratch& scratch, TargetRow& targetRow) const {
@@ -373,7 +421,8 @@ public:
             const bool excluded = exclude && meanOfColours(loadPixel(exclude, p)).x() > 0.f;
             scratch.active[std::size_t(index)] =
                 !excluded && shouldFilterMean(loadPixel(colour, p), loadPixel(variance, p));
-            scratch.accumulators[std::size_t(index)] = {};
+            scratch.weightSums[std::size_t(index)] = Float4();
+            scratch.valueSums[std::size_t(index)] = Float4();
             prepareFeatureFactors(scratch, index, p);
         });
         auto visit = [&](int index, std::size_t p, std::size_t q, float distance, float) {
@@ -382,9 +431,8 @@ public:
             }
             const Float4 w =
                 min(negativeExp(Float4(distance * colourFactor)), featureWeight(scratch, index, p, q));
-            WeightedSum& sum = scratch.accumulators[std::size_t(index)];
-            sum.weight += w;
-            sum.sum += w * loadPixel(image, q);
+            scratch.weightSums[std::size_t(index)] += w;
+            scratch.valueSums[std::size_t(index)] += w * loadPixel(image, q);
         };
         sweepTile<Shape, float>(
             tile, scratch.sweep, colour, variance, alpha, epsilon, true, [](int, int) {}, eachPixel(visit));
@@ -393,15 +441,16 @@ public:
             const int x = int(p - std::size_t(y) * std::size_t(width));
             const Float4 pixel = loadPixel(image, p);
             const Float4 result = scratch.active[std::size_t(index)]
-                                      ? filterPixel(scratch.accumulators[std::size_t(index)], x, y, pixel)
+                                      ? filterPixel(scratch.weightSums[std::size_t(index)],
+                                                    scratch.valueSums[std::size_t(index)], x, y, pixel)
                                       : pixel;
             storePixel(targetRow(y), std::size_t(x), result);
         });
     }
 
 private:
-    Float4 filterPixel(const WeightedSum& sum, int x, int y, Float4 pixel) const {
-        if (!(meanOfColours(sum.weight).x() > 0.f)) {
+    Float4 filterPixel(Float4 weightSum, Float4 valueSum, int x, int y, Float4 pixel) const {
+        if (!(meanOfColours(weightSum).x() > 0.f)) {
             return pixel;
         }
         StaticArray<Float4, 8> neighbours;
@@ -418,7 +467,7 @@ private:
                 squares += q * q;
             }
         }
-        const Float4 c = sum.sum / sum.weight;
+        const Float4 c = valueSum / weightSum;
         const Float4 m = total * Float4(1.f / 9.f);
         const Float4 s2 = squares * Float4(1.f / 9.f);
         const Float4 v = meanOfColours(c * c + s2 - Float4(2.f) * c * m);

@@ -70,7 +70,6 @@ public:
         return maxOfLanes(largest);
     }
 
-private:
     struct Item {
         const Rgb* mean = nullptr;
         const Rgb* variance = nullptr;
@@ -81,6 +80,10 @@ private:
         Float4 limit;
     };
 
+    /// Feature `i` as it stands, for kernels that evaluate `term` over many pixels at once.
+    const Item& item(int i) const { return items[std::size_t(i)]; }
+
+private:
     StaticArray<Item, MAX_FEATURES> items{};
     int count = 0;
 };

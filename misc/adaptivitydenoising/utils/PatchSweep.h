@@ -8,6 +8,7 @@
 #include "foundation/Containers.h"
 #include "misc/adaptivitydenoising/utils/PixelMath.h"
 #include "misc/adaptivitydenoising/utils/RowFrame.h"
+#include "misc/adaptivitydenoising/utils/SweepKernels.h"
 
 namespace Vespra::Detail {
 
@@ -37,12 +38,15 @@ struct SweepBuffers {
     static constexpr int REGION_ROWS = BAND_ROWS + 2 * HALF;
     static constexpr int STRIDE = TILE_WIDTH + 2 * HALF + 4;
 
-    Array<Dist> distances = Array<Dist>(std::size_t(REGION_ROWS) * STRIDE);
-    Array<Dist> rowSums = Array<Dist>(std::size_t(REGION_ROWS) * TILE_WIDTH);
-    Array<Dist> smallRowSums = Array<Dist>(std::size_t(REGION_ROWS) * TILE_WIDTH);
-    // Four more, as a row may be read four values at a time up to its end.
-    Array<Dist> patchSums = Array<Dist>(std::size_t(BAND_ROWS) * TILE_WIDTH + 4);
-    Array<Dist> smallPatchSums = Array<Dist>(std::size_t(BAND_ROWS) * TILE_WIDTH + 4);
+    // All rows STRIDE apart, so that each box sum is one run over the whole region; the sums
+    // near a row's end run on into the padding after it, and nobody reads them.
+    Array<Dist> distances = Array<Dist>(std::size_t(REGION_ROWS) * STRIDE + 2 * HALF);
+    Array<Dist> rowSums = Array<Dist>(std::size_t(REGION_ROWS) * STRIDE);
+    Array<Dist> smallRowSums = Array<Dist>(std::size_t(REGION_ROWS) * STRIDE);
+    Array<Dist> patchSums = Array<Dist>(std::size_t(BAND_ROWS) * STRIDE);
+    Array<Dist> smallPatchSums = Array<Dist>(std::size_t(BAND_ROWS) * STRIDE);
+    /// The lanes of one row of the distance image before they are summed over the colours.
+    Array<float> laneDistances = Array<float>(std::size_t(4) * STRIDE);
     StaticArray<float, BAND_ROWS> rowFactors{};
     StaticArray<float, BAND_ROWS> smallRowFactors{};
     StaticArray<float, TILE_WIDTH> columnFactors{};
@@ -60,59 +64,25 @@ struct Tile {
 
 namespace Sweep {
 
+/// `addRange` of the sweep's floats over distances of type `Dist`, `step` and `count` in distances.
 template <class Dist>
-inline Dist distanceOf(const Rgb* a, const Rgb* b, const Rgb* va, const Rgb* vb, int x, Float4 alpha,
-                       Float4 epsilon) {
-    const Float4 d =
-        pairDistance(loadPixel(a, std::size_t(x)), loadPixel(b, std::size_t(x)),
-                     loadPixel(va, std::size_t(x)), loadPixel(vb, std::size_t(x)), alpha, epsilon);
-    if constexpr (std::is_same_v<Dist, float>) {
-        return sumOfColours(d).x();
-    } else {
-        return d;
-    }
+inline void addDistances(Dist* out, const Dist* in, int step, int from, int to, int count, bool accumulate) {
+    constexpr int LANES = int(sizeof(Dist) / sizeof(float));
+    addRange(reinterpret_cast<float*>(out), reinterpret_cast<const float*>(in), std::ptrdiff_t(LANES) * step,
+             from, to, LANES * count, accumulate);
 }
 
-/// Distances of one row of the region, from image column `first` on, for `count` pixels.
+/// Distances of one row of the region for `count` pixels; `lanes` holds 4 * count floats of scratch.
 template <class Dist>
 inline void distanceRow(Dist* out, const Rgb* a, const Rgb* b, const Rgb* va, const Rgb* vb, int count,
-                        Float4 alpha, Float4 epsilon) {
-    int x = 0;
+                        float alpha, float epsilon, float* lanes) {
+    auto floats = [](const Rgb* pixels) { return reinterpret_cast<const float*>(pixels); };
     if constexpr (std::is_same_v<Dist, float>) {
-        for (; x + 4 <= count; x += 4) {
-            Float4 d[4];
-            for (int i = 0; i < 4; ++i) {
-                const std::size_t at = std::size_t(x + i);
-                d[i] = pairDistance(loadPixel(a, at), loadPixel(b, at), loadPixel(va, at), loadPixel(vb, at),
-                                    alpha, epsilon);
-            }
-            sumsOfColours(d[0], d[1], d[2], d[3]).storeUnaligned(out + x);
-        }
-    }
-    for (; x < count; ++x) {
-        out[x] = distanceOf<Dist>(a, b, va, vb, x, alpha, epsilon);
-    }
-}
-
-/// out[i] = sum of in[i + k * step] for k in [from, to], for `count` items (rounded up to 4 for floats).
-template <int FROM, int TO, class Dist>
-inline void addRange(Dist* out, const Dist* in, int step, int count, bool accumulate) {
-    if constexpr (std::is_same_v<Dist, float>) {
-        for (int i = 0; i < count; i += 4) {
-            Float4 sum = accumulate ? Float4::loadUnaligned(out + i) : Float4();
-            for (int k = FROM; k <= TO; ++k) {
-                sum += Float4::loadUnaligned(in + i + k * step);
-            }
-            sum.storeUnaligned(out + i);
-        }
+        pairDistances(lanes, floats(a), floats(b), floats(va), floats(vb), 4 * count, alpha, epsilon);
+        colourSums(out, lanes, count);
     } else {
-        for (int i = 0; i < count; ++i) {
-            Float4 sum = accumulate ? out[i] : Float4();
-            for (int k = FROM; k <= TO; ++k) {
-                sum += in[i + k * step];
-            }
-            out[i] = sum;
-        }
+        pairDistances(reinterpret_cast<float*>(out), floats(a), floats(b), floats(va), floats(vb), 4 * count,
+                      alpha, epsilon);
     }
 }
 
@@ -142,15 +112,12 @@ void sweepTile(const Tile& tile, SweepBuffers<Dist, Shape>& buffers, const Rgb* 
     constexpr int SMALL_HALF = Shape::SMALL_HALF;
     constexpr bool HAS_SMALL = Shape::SMALL_PATCH != Shape::PATCH;
     constexpr float COLOUR_MEAN = std::is_same_v<Dist, float> ? 1.f / 3.f : 1.f;
-    const Float4 alpha4(alpha);
-    const Float4 epsilon4(epsilon);
     const int width = tile.width;
     const int height = tile.height;
     const int columns = tile.columns();
     const int rows = tile.rows();
     const int regionRows = rows + 2 * HALF;
     const int regionColumns = columns + 2 * HALF;
-    const int paddedColumns = (columns + 3) & ~3;
 
     for (int dy = -Shape::RADIUS; dy <= Shape::RADIUS; ++dy) {
         const int validY0 = std::max(0, -dy);
@@ -184,33 +151,26 @@ void sweepTile(const Tile& tile, SweepBuffers<Dist, Shape>& buffers, const Rgb* 
                 const std::size_t a = std::size_t(y) * std::size_t(width) + std::size_t(computeX0);
                 const std::size_t b = a + std::size_t(std::ptrdiff_t(dy) * width + dx);
                 Sweep::distanceRow(out + (computeX0 - regionX0), colour + a, colour + b, variance + a,
-                                   variance + b, computeX1 - computeX0, alpha4, epsilon4);
+                                   variance + b, computeX1 - computeX0, alpha, epsilon,
+                                   buffers.laneDistances.data());
             }
 
             // Box sums: the small patch first, the large one adds its outer columns and rows.
-            for (int r = 0; r < regionRows; ++r) {
-                const Dist* in = buffers.distances.data() + std::size_t(r) * Buffers::STRIDE;
-                Dist* small = buffers.smallRowSums.data() + std::size_t(r) * TILE_WIDTH;
-                Dist* large = buffers.rowSums.data() + std::size_t(r) * TILE_WIDTH;
-                Sweep::addRange<HALF - SMALL_HALF, HALF + SMALL_HALF>(small, in, 1, paddedColumns, false);
-                if constexpr (HAS_SMALL) {
-                    std::copy(small, small + paddedColumns, large);
-                    Sweep::addRange<0, HALF - SMALL_HALF - 1>(large, in, 1, paddedColumns, true);
-                    Sweep::addRange<HALF + SMALL_HALF + 1, 2 * HALF>(large, in, 1, paddedColumns, true);
-                }
+            const int regionCount = regionRows * Buffers::STRIDE;
+            const int tileCount = rows * Buffers::STRIDE;
+            const Dist* in = buffers.distances.data();
+            Dist* small = buffers.smallRowSums.data();
+            Dist* large = buffers.rowSums.data();
+            Sweep::addDistances(small, in, 1, HALF - SMALL_HALF, HALF + SMALL_HALF, regionCount, false);
+            if constexpr (HAS_SMALL) {
+                std::copy(small, small + regionCount, large);
+                Sweep::addDistances(large, in, 1, 0, HALF - SMALL_HALF - 1, regionCount, true);
+                Sweep::addDistances(large, in, 1, HALF + SMALL_HALF + 1, 2 * HALF, regionCount, true);
+                Sweep::addDistances(buffers.smallPatchSums.data(), small, Buffers::STRIDE, HALF - SMALL_HALF,
+                                    HALF + SMALL_HALF, tileCount, false);
             }
-            for (int r = 0; r < rows; ++r) {
-                const Dist* rowSums = (HAS_SMALL ? buffers.rowSums : buffers.smallRowSums).data();
-                Sweep::addRange<0, 2 * HALF>(buffers.patchSums.data() + std::size_t(r) * TILE_WIDTH,
-                                             rowSums + std::size_t(r) * TILE_WIDTH, TILE_WIDTH, paddedColumns,
-                                             false);
-                if constexpr (HAS_SMALL) {
-                    Sweep::addRange<HALF - SMALL_HALF, HALF + SMALL_HALF>(
-                        buffers.smallPatchSums.data() + std::size_t(r) * TILE_WIDTH,
-                        buffers.smallRowSums.data() + std::size_t(r) * TILE_WIDTH, TILE_WIDTH, paddedColumns,
-                        false);
-                }
-            }
+            Sweep::addDistances(buffers.patchSums.data(), HAS_SMALL ? large : small, Buffers::STRIDE, 0,
+                                2 * HALF, tileCount, false);
 
             // Means over the pixels each patch really used.
             for (int r = 0; r < rows; ++r) {
@@ -232,9 +192,9 @@ void sweepTile(const Tile& tile, SweepBuffers<Dist, Shape>& buffers, const Rgb* 
             const int endColumn = pixelX1 - tile.x0;
             for (int y = std::max(tile.y0, validY0); y < std::min(tile.y1, validY1); ++y) {
                 const int r = y - tile.y0;
-                Dist* distance = buffers.patchSums.data() + std::size_t(r) * TILE_WIDTH;
+                Dist* distance = buffers.patchSums.data() + std::size_t(r) * Buffers::STRIDE;
                 Dist* smallDistance = (HAS_SMALL ? buffers.smallPatchSums : buffers.patchSums).data() +
-                                      std::size_t(r) * TILE_WIDTH;
+                                      std::size_t(r) * Buffers::STRIDE;
                 const float rowFactor = buffers.rowFactors[std::size_t(r)];
                 const float smallRowFactor = buffers.smallRowFactors[std::size_t(r)];
                 for (int c = firstColumn; c < endColumn; ++c) {

@@ -42,22 +42,6 @@ inline Float4 negativeExp(Float4 x) {
     return exp2Approx(x * Float4(-1.442695f));
 }
 
-/// The colour distance of pixel a to pixel b with variances va and vb, per lane. It is
-/// asymmetric: the neighbour's variance counts at most 1000 times the centre's, so that a
-/// very noisy neighbour cannot draw close to a clean pixel. A 0/0 counts as 0.
-inline Float4 pairDistance(Float4 a, Float4 b, Float4 va, Float4 vb, Float4 alpha, Float4 epsilon) {
-    const Float4 difference = a - b;
-    const Float4 numerator = difference * difference - alpha * (min(va, vb) + va);
-    const Float4 denominator = epsilon + va + min(vb, Float4(1000.f) * va);
-    return max(numerator / denominator, Float4(0.f));
-}
-
-/// Lane i of the result is the sum of the colour lanes of the i-th argument.
-inline Float4 sumsOfColours(Float4 d0, Float4 d1, Float4 d2, Float4 d3) {
-    _MM_TRANSPOSE4_PS(d0.v, d1.v, d2.v, d3.v);
-    return d0 + d1 + d2;
-}
-
 /// Sorts the few pixels of a 3x3 neighbourhood ascending by their sum over colours.
 inline void sortByBrightness(Float4* pixels, int count) {
     for (int i = 1; i < count; ++i) {

@@ -1,0 +1,95 @@
+#include "misc/adaptivitydenoising/utils/SweepKernels.h"
+
+#include <algorithm>
+
+#include "foundation/VectorClones.h"
+#include "misc/adaptivitydenoising/utils/LaneMath.h"
+
+namespace Vespra::Detail::Sweep {
+
+VESPRA_VECTOR_CLONES
+void pairDistances(float* __restrict out, const float* a, const float* b, const float* va, const float* vb,
+                   int floats, float alpha, float epsilon) {
+    for (int i = 0; i < floats; ++i) {
+        out[i] = pairDistanceLane(a[i], b[i], va[i], vb[i], alpha, epsilon);
+    }
+}
+
+VESPRA_VECTOR_CLONES
+void colourSums(float* __restrict out, const float* __restrict in, int count) {
+    for (int x = 0; x < count; ++x) {
+        out[x] = in[4 * x] + in[4 * x + 1] + in[4 * x + 2];
+    }
+}
+
+namespace {
+
+/// `addRange` with the number of terms known, so that a sum stays in a register.
+template <int TERMS, bool ACCUMULATE>
+[[gnu::always_inline]] inline void addTerms(float* __restrict out, const float* __restrict in,
+                                            std::ptrdiff_t step, int floats) {
+    for (int i = 0; i < floats; ++i) {
+        float sum = ACCUMULATE ? out[i] : 0.f;
+#pragma GCC unroll 8
+        for (int k = 0; k < TERMS; ++k) {
+            sum += in[i + k * step];
+        }
+        out[i] = sum;
+    }
+}
+
+template <bool ACCUMULATE>
+[[gnu::always_inline]] inline void addTerms(float* __restrict out, const float* __restrict in,
+                                            std::ptrdiff_t step, int terms, int floats) {
+    switch (terms) {
+    case 1:
+        return addTerms<1, ACCUMULATE>(out, in, step, floats);
+    case 2:
+        return addTerms<2, ACCUMULATE>(out, in, step, floats);
+    case 3:
+        return addTerms<3, ACCUMULATE>(out, in, step, floats);
+    case 4:
+        return addTerms<4, ACCUMULATE>(out, in, step, floats);
+    case 5:
+        return addTerms<5, ACCUMULATE>(out, in, step, floats);
+    case 6:
+        return addTerms<6, ACCUMULATE>(out, in, step, floats);
+    case 7:
+        return addTerms<7, ACCUMULATE>(out, in, step, floats);
+    default:
+        // Wider patches than the filters use: a run per term.
+        if (!ACCUMULATE) {
+            std::fill(out, out + floats, 0.f);
+        }
+        for (int k = 0; k < terms; ++k) {
+            for (int i = 0; i < floats; ++i) {
+                out[i] += in[i + k * step];
+            }
+        }
+    }
+}
+
+} // namespace
+
+VESPRA_VECTOR_CLONES
+void addRange(float* __restrict out, const float* __restrict in, std::ptrdiff_t step, int from, int to,
+              int floats, bool accumulate) {
+    const float* first = in + from * step;
+    if (accumulate) {
+        addTerms<true>(out, first, step, to - from + 1, floats);
+    } else {
+        addTerms<false>(out, first, step, to - from + 1, floats);
+    }
+}
+
+VESPRA_VECTOR_CLONES
+void addLaneWeights(float* __restrict weights, float* __restrict sums, const float* __restrict distances,
+                    const float* __restrict image, float factor, int floats) {
+    for (int i = 0; i < floats; ++i) {
+        const float w = negativeExpLane(distances[i] * factor);
+        weights[i] += w;
+        sums[i] += w * image[i];
+    }
+}
+
+} // namespace Vespra::Detail::Sweep

@@ -146,6 +146,21 @@ struct KernelInputs {
         return weights.weight(
             p, q, scratch.featureFactors.data() + std::size_t(tileIndex) * FeatureWeights::MAX_FEATURES);
     }
+
+    /// A visitor of pixel pairs that adds neighbour q, at patch distance `distance`, to the sums of
+    /// tile pixel `index` (at p), weighted by colour and features; inactive pixels take nothing.
+    template <class Scratch>
+    auto weightedSums(Scratch& scratch) const {
+        return [this, &scratch](int index, std::size_t p, std::size_t q, float distance, float) {
+            if (!scratch.active[std::size_t(index)]) {
+                return;
+            }
+            const Float4 w =
+                min(negativeExp(Float4(distance * colourFactor)), featureWeight(scratch, index, p, q));
+            scratch.weightSums[std::size_t(index)] += w;
+            scratch.valueSums[std::size_t(index)] += w * loadPixel(image, q);
+        };
+    }
 };
 
 /// NLM with one weight per pixel pair from the mean over colours (`LANE_WISE` false), limited by
@@ -180,15 +195,7 @@ public:
                     addLaneWeights(scratch, rowIndex, firstColumn, endColumn, rowStart, offset, distances);
                 });
         } else {
-            auto visit = [&](int index, std::size_t p, std::size_t q, float distance, float) {
-                if (!scratch.active[std::size_t(index)]) {
-                    return;
-                }
-                const Float4 w =
-                    min(negativeExp(Float4(distance * colourFactor)), featureWeight(scratch, index, p, q));
-                scratch.weightSums[std::size_t(index)] += w;
-                scratch.valueSums[std::size_t(index)] += w * loadPixel(image, q);
-            };
+            auto visit = weightedSums(scratch);
             sweepTile<Shape, Dist>(
                 tile, scratch.sweep, colour, variance, alpha, epsilon, false, [](int, int) {},
                 eachPixel(visit));
@@ -425,15 +432,7 @@ public:
             scratch.valueSums[std::size_t(index)] = Float4();
             prepareFeatureFactors(scratch, index, p);
         });
-        auto visit = [&](int index, std::size_t p, std::size_t q, float distance, float) {
-            if (!scratch.active[std::size_t(index)]) {
-                return;
-            }
-            const Float4 w =
-                min(negativeExp(Float4(distance * colourFactor)), featureWeight(scratch, index, p, q));
-            scratch.weightSums[std::size_t(index)] += w;
-            scratch.valueSums[std::size_t(index)] += w * loadPixel(image, q);
-        };
+        auto visit = weightedSums(scratch);
         sweepTile<Shape, float>(
             tile, scratch.sweep, colour, variance, alpha, epsilon, true, [](int, int) {}, eachPixel(visit));
         forTilePixels(tile, [&](int index, std::size_t p) {

@@ -23,6 +23,9 @@ constexpr int BAND_ROWS = 16;
 /// Columns of one column pass task: 512 bytes of each row, read and written whole.
 constexpr int STRIP_PIXELS = 32;
 constexpr int ROW_GRAIN = 12;
+/// Pixels of a band moved to or from its rows at a time: the 16 row pieces and their place in the
+/// band take 16 KB, so each cache line is filled whole while it stays close.
+constexpr std::int32_t CHUNK_PIXELS = 32;
 
 /// out[i] = the mean of in[i - radius .. i + radius] for a sequence of `count` vectors of `width`
 /// floats, vector i starting at `in + i * inStride` (and `out + i * outStride`); vectors outside
@@ -203,6 +206,14 @@ struct LevelRange {
     int end;
 };
 
+/// Calls `body` on the pieces of `span`, CHUNK_PIXELS at a time.
+template <class Body>
+void forEachChunk(RowSpan span, Body&& body) {
+    for (std::int32_t begin = span.begin; begin < span.end; begin += CHUNK_PIXELS) {
+        body(RowSpan{begin, std::min(begin + CHUNK_PIXELS, span.end)});
+    }
+}
+
 /// What a sweep leaves: whether it overwrites `out` rather than adding to it, and whether a later
 /// sweep still needs the blurred picture.
 struct SweepOutput {
@@ -348,24 +359,28 @@ private:
     /// Interleaves the pixels `reach` of `rows` rows from `top` into `band`, black where the
     /// band runs past the picture.
     void gatherBand(std::int32_t top, std::int32_t rows, RowSpan reach, Rgb* band) const {
-        for (std::int32_t k = 0; k < BAND_ROWS; ++k) {
-            Rgb* target = band + k;
-            const Rgb* source = k < rows ? work.row(top + k) : nullptr;
-            for (std::int32_t x = reach.begin; x < reach.end; ++x) {
-                (source ? Float4(source[x]) : Float4()).store(&target[x * BAND_ROWS].r);
+        forEachChunk(reach, [&](RowSpan chunk) {
+            for (std::int32_t k = 0; k < BAND_ROWS; ++k) {
+                Rgb* target = band + k;
+                const Rgb* source = k < rows ? work.row(top + k) : nullptr;
+                for (std::int32_t x = chunk.begin; x < chunk.end; ++x) {
+                    (source ? Float4(source[x]) : Float4()).store(&target[x * BAND_ROWS].r);
+                }
             }
-        }
+        });
     }
 
     /// Puts the pixels `reach` of the blurred band back into `work`.
     void scatterWork(std::int32_t top, std::int32_t rows, RowSpan reach, const BandScratch& scratch) {
-        for (std::int32_t k = 0; k < rows; ++k) {
-            const Rgb* band = scratch.band.data() + k;
-            Rgb* row = work.row(top + k);
-            for (std::int32_t x = reach.begin; x < reach.end; ++x) {
-                Float4(band[x * BAND_ROWS]).store(&row[x].r);
+        forEachChunk(reach, [&](RowSpan chunk) {
+            for (std::int32_t k = 0; k < rows; ++k) {
+                const Rgb* band = scratch.band.data() + k;
+                Rgb* row = work.row(top + k);
+                for (std::int32_t x = chunk.begin; x < chunk.end; ++x) {
+                    Float4(band[x * BAND_ROWS]).store(&row[x].r);
+                }
             }
-        }
+        });
     }
 
     /// Adds the band's light within `shown` to `out`, or puts it there when `overwrite`, with black
@@ -373,22 +388,25 @@ private:
     void scatterLight(std::int32_t top, std::int32_t rows, RowSpan looked, RowSpan shown,
                       const BandScratch& scratch, bool overwrite) {
         const Rgb black(0.f, 0.f, 0.f, 0.f);
-        for (std::int32_t k = 0; k < rows; ++k) {
-            const Rgb* light = scratch.light.data() + k;
+        for (std::int32_t k = 0; k < rows && overwrite; ++k) {
             Rgb* row = out.row(top + k);
-            if (overwrite && shown.isEmpty()) {
+            if (shown.isEmpty()) {
                 std::fill(row + looked.begin, row + std::max(looked.begin, looked.end), black);
-                continue;
-            }
-            if (overwrite) {
+            } else {
                 std::fill(row + looked.begin, row + shown.begin, black);
                 std::fill(row + shown.end, row + looked.end, black);
             }
-            for (std::int32_t x = shown.begin; x < shown.end; ++x) {
-                const Float4 added(light[x * BAND_ROWS]);
-                (overwrite ? added : added + Float4(row[x])).store(&row[x].r);
-            }
         }
+        forEachChunk(shown, [&](RowSpan chunk) {
+            for (std::int32_t k = 0; k < rows; ++k) {
+                const Rgb* light = scratch.light.data() + k;
+                Rgb* row = out.row(top + k);
+                for (std::int32_t x = chunk.begin; x < chunk.end; ++x) {
+                    const Float4 added(light[x * BAND_ROWS]);
+                    (overwrite ? added : added + Float4(row[x])).store(&row[x].r);
+                }
+            }
+        });
     }
 
     /// Both row passes over the pixels `reach` of an interleaved band whose first row is row

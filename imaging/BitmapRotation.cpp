@@ -13,6 +13,8 @@ namespace {
 
 /// Rows of a rotation per parallel chunk.
 constexpr int ROTATION_GRAIN = 8;
+/// How far, in pixels, positions sampled without border tests stay inside the source.
+constexpr double INSIDE_MARGIN = 0.01;
 /// Keeps sides that a rotation by a multiple of 90 degrees lays on the axes from growing by a
 /// pixel through the rounding of the sine and cosine.
 constexpr double SIZE_TOLERANCE = 1e-4;
@@ -103,8 +105,11 @@ struct Line {
                                                  std::pair<std::int32_t, std::int32_t> outer) const {
         double low = outer.first;
         double high = outer.second;
-        narrow(x0, stepX, 0.0, double(size.x - 1), low, high);
-        narrow(y0, stepY, 0.0, double(size.y - 1), low, high);
+        // Positions are worked out in double and used in float, which may round one up onto the
+        // last pixel; the margin keeps such positions out, also along an axis the row runs
+        // parallel to.
+        narrow(x0, stepX, INSIDE_MARGIN, double(size.x - 1) - INSIDE_MARGIN, low, high);
+        narrow(y0, stepY, INSIDE_MARGIN, double(size.y - 1) - INSIDE_MARGIN, low, high);
         const auto first =
             std::int32_t(std::clamp(std::ceil(low) + 1.0, double(outer.first), double(outer.second)));
         const auto last =

@@ -2,8 +2,9 @@
 // gradient with a few very bright spots), mapped in place with the parallel loop of the colour-map
 // operator, in its display and exact flavours, with and without a 33^3 table and curves. Then the
 // whole graph: a display pull of a sample render from the `zoom` operator with tone mapping and
-// the table on. A plain copy of the frame runs in the same program as the floor set by memory
-// bandwidth. Times are wall-clock; the CPU column is that of the whole process.
+// the table on. Then sharpening and blurring of the display frame at several radii, whose cost
+// does not depend on the radius. A plain copy of the frame runs in the same program as the floor
+// set by memory bandwidth. Times are wall-clock; the CPU column is that of the whole process.
 
 #include <cmath>
 #include <cstring>
@@ -18,6 +19,7 @@
 #include "apps/samplegen/SampleRenderer.h"
 #include "base/pipeline/OperatorGraph.h"
 #include "imaging/ColorMapping.h"
+#include "imaging/SharpenBlur.h"
 #include "settings/PropertyIds.h"
 
 using namespace Vespra;
@@ -124,6 +126,35 @@ void mapFrame(benchmark::State& state, ColorMapFlavour flavour, bool withLut, bo
     }
     setThroughput(state, fmt::format("flags {}{}{}", std::uint32_t(flavour), withLut ? " +lut" : "",
                                      withCurves ? " +curves" : ""));
+}
+
+/// The display frame, gamma-encoded: mostly within [0, 1], the lamps above.
+const BitmapImpl<Rgb>& displayFrame() {
+    static const BitmapImpl<Rgb> bitmap = [] {
+        BitmapImpl<Rgb> encoded = frame();
+        for (Rgb& pixel : encoded.view()) {
+            pixel = Rgb(std::pow(pixel.r, 1.f / 2.2f), std::pow(pixel.g, 1.f / 2.2f),
+                        std::pow(pixel.b, 1.f / 2.2f));
+        }
+        return encoded;
+    }();
+    return bitmap;
+}
+
+/// The sharpen-and-blur stage of a pull of the whole frame at zoom 1: a blur and an unsharp
+/// mask of the same radius, in full-image pixels, rows and columns in parallel.
+void sharpenBlurFrame(benchmark::State& state, float radius) {
+    SharpenBlur filter;
+    filter.configure(true, 0.5f, radius, radius);
+    BitmapImpl<Rgb> bitmap;
+    for (auto _ : state) {
+        state.PauseTiming();
+        bitmap = displayFrame();
+        state.ResumeTiming();
+        filter.apply(true, bitmap, 1);
+        benchmark::ClobberMemory();
+    }
+    setThroughput(state, fmt::format("radius {}", radius));
 }
 
 /// The floor: reading and writing the frame once.
@@ -251,6 +282,21 @@ BENCHMARK_CAPTURE(pullFrame, defaults, Pull::DEFAULTS_AND_LUT)
     ->MeasureProcessCPUTime();
 BENCHMARK_CAPTURE(pullFrame, everyStep, Pull::EVERY_STEP_AND_LUT)
     ->Name("Graph/displayPull/everyStep+lut")
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->MeasureProcessCPUTime();
+BENCHMARK_CAPTURE(sharpenBlurFrame, radius1, 1.f)
+    ->Name("SharpenBlur/frame/radius1")
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->MeasureProcessCPUTime();
+BENCHMARK_CAPTURE(sharpenBlurFrame, radius10, 10.f)
+    ->Name("SharpenBlur/frame/radius10")
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->MeasureProcessCPUTime();
+BENCHMARK_CAPTURE(sharpenBlurFrame, radius50, 50.f)
+    ->Name("SharpenBlur/frame/radius50")
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime()
     ->MeasureProcessCPUTime();

@@ -10,7 +10,9 @@ namespace Vespra {
 inline constexpr std::size_t FLOAT4_ALIGNMENT = 16;
 
 /// The allocator behind all containers. Counts what is live and the peak, so that
-/// memory use can be shown and tested.
+/// memory use can be shown and tested. Freed blocks of whole frames (16 MB and more) are kept
+/// for reuse, up to 512 MB together, which spares repeated pulls of a large image mapping and
+/// clearing fresh pages; they do not count as live.
 void* vespraMalloc(std::size_t size, std::size_t alignment = FLOAT4_ALIGNMENT);
 void vespraFree(void* pointer);
 

@@ -1,17 +1,16 @@
 #pragma once
 
+#include "imaging/ColorBlock.h"
 #include "imaging/ColorMapping.h"
-#include "imaging/ColorQuad.h"
 
 namespace Vespra {
 
-/// The pixel chain of a `ColorMapping` for one flavour. Pixels go through it in runs of a row:
-/// a run is turned into quads of four pixels with one channel per register, and each step
-/// of the chain that is active at these settings sweeps over all quads of the run before the
-/// next one starts. So the choice of steps is made once per pull, every step is a short loop
-/// without branches over independent quads, and the constants stay in registers: each step
-/// is compiled as one piece (flattened), so that the three channels' chains interleave. The
-/// results are those of the chain as written pixel by pixel, step for step.
+/// The pixel chain of a `ColorMapping` for one flavour. Pixels go through it in blocks of a
+/// row, taken apart into one array per channel, and each step of the chain that is active at
+/// these settings sweeps over the whole block before the next one starts. So the choice of
+/// steps is made once per pull, and every step is a short loop without branches over
+/// independent lanes, which the compiler vectorises at the width of the running clone. The
+/// results are those of the chain as written pixel by pixel, step for step, in every clone.
 class ColorMapping::Kernel {
 public:
     Kernel(const ColorMapping& mapping, ColorMapFlavour flavour);
@@ -20,40 +19,21 @@ public:
     /// (trunc((firstColumn + i) * zoom) + originX, y).
     void mapRun(Rgb* pixels, int count, int firstColumn, float zoom, int originX, float y) const;
 
-    /// Pixels per run: a run's quads stay in the first-level cache between the steps.
-    static constexpr int RUN_LENGTH = 128;
-
 private:
-    static constexpr int RUN_QUADS = RUN_LENGTH / 4;
-
-    struct Run {
-        ColorQuad color[RUN_QUADS];
-        /// The fourth lanes, put back unchanged.
-        Float4 alpha[RUN_QUADS];
-        int quads = 0;
-
-        void load(const Rgb* pixels, int count);
-        void store(Rgb* pixels, int count) const;
-
-        template <class Step>
-        void forEach(Step step) {
-            for (int q = 0; q < quads; ++q) {
-                color[q] = step(color[q]);
-            }
-        }
-    };
-
-    void enter(Run& run, int firstColumn, float zoom, int originX, float y) const;
-    void saturate(Run& run) const;
-    void compressHighlights(Run& run) const;
-    void filmic(Run& run) const;
+    void enter(ColorBlock& block, int firstColumn, float zoom, int originX, float y) const;
+    void vignette(ColorBlock& block, int firstColumn, float zoom, int originX, float y) const;
+    void saturate(ColorBlock& block) const;
+    void compressHighlights(ColorBlock& block) const;
+    void filmic(ColorBlock& block) const;
     template <bool STEEP>
-    void applyContrast(Run& run) const;
-    void encode(Run& run) const;
+    void applyContrast(ColorBlock& block) const;
+    void tint(ColorBlock& block) const;
+    void encode(ColorBlock& block) const;
     template <bool FAST_POWER>
-    void encodeWithCurves(Run& run) const;
+    void encodeWithCurves(ColorBlock& block) const;
     template <bool FAST_POWER>
-    void encodeWithoutCurves(Run& run) const;
+    void encodeWithoutCurves(ColorBlock& block) const;
+    void applyCurves(ColorBlock& block) const;
 
     const ColorMapping& mapping;
     ColorMapFlavour flavour;
@@ -62,19 +42,7 @@ private:
     bool saturates;
     bool hasFilmic;
     bool tints;
-
-    Float4 exposure;
-    Float4 whiteBalance[3];
-    Float4 saturation;
-    Float4 whiteMultiplier;
-    Float4 richShadows;
-    Float4 filmicBlend;
-    Float4 contrastK;
-    Float4 contrastScale;
-    Float4 contrastOffset;
-    Float4 contrastLowClamp;
-    Float4 contrastHighClamp;
-    Float4 tint[3];
+    LutRoots lutRoots;
 };
 
 } // namespace Vespra

@@ -2,9 +2,11 @@
 
 #include "foundation/DebugLog.h"
 #include "foundation/FastMath.h"
+#include "foundation/VectorClones.h"
 #include "foundation/io/Files.h"
 #include "foundation/io/Streams.h"
 #include "imaging/ExactPow.h"
+#include "foundation/LaneMath.h"
 #include "imaging/LutReader.h"
 
 namespace Vespra {
@@ -173,34 +175,43 @@ Float4 Lut::apply(Float4 input) const {
     return Float4(1.f - opacity) * input + Float4(opacity) * x;
 }
 
-[[gnu::flatten]] ColorQuad Lut::apply(const ColorQuad& input) const {
+// The steps of the one-colour form, each over the whole block. Square roots take four lanes at
+// a time: the processor's estimates give the same bits in every clone only in that form, and
+// the compiler leaves loops of correctly rounded roots unvectorised while they may set errno.
+VESPRA_VECTOR_CLONES [[gnu::flatten]] void Lut::apply(ColorBlock& colors, LutRoots roots) const {
     if (!isActive()) {
-        return input;
+        return;
     }
-    const Float4 zero;
-    ColorQuad x{max(input.r, zero), max(input.g, zero), max(input.b, zero)};
-    const auto eachChannel = [&x](auto function) { x = {function(x.r), function(x.g), function(x.b)}; };
+    const ColorBlock input = colors;
+    colors.map([](float c) { return Detail::laneMax(c, 0.f); });
     if (flags.has(LutFlag::LOG_INPUT)) {
-        eachChannel([](Float4 c) {
-            return log(c * Float4(LOG_HIGH - LOG_LOW) + Float4(LOG_LOW)) / Float4(LOG_DIVISOR);
-        });
+        colors.map([](float c) { return Detail::laneLog(c * (LOG_HIGH - LOG_LOW) + LOG_LOW) / LOG_DIVISOR; });
     }
     const bool prepared = flags.has(LutFlag::GAMMA_PREPARED);
-    if (prepared) {
-        eachChannel([](Float4 c) { return fastReciprocal(fastRsqrt(c)); });
+    if (prepared && roots == LutRoots::ROUNDED) {
+        colors.mapQuads([](Float4 c) { return sqrt(c); });
+    } else if (prepared) {
+        colors.mapQuads([](Float4 c) { return fastReciprocal(fastRsqrt(c)); });
     }
     if (lut1D) {
-        x = lut1D->evaluate(x);
+        lut1D->evaluate(colors);
     }
     if (lut3D) {
-        x = lut3D->evaluate(x);
+        lut3D->evaluate(colors);
     }
     if (prepared) {
-        eachChannel([](Float4 c) { return c * c; });
+        colors.map([](float c) { return c * c; });
     }
-    const Float4 keep(1.f - opacity);
-    const Float4 take(opacity);
-    return {keep * input.r + take * x.r, keep * input.g + take * x.g, keep * input.b + take * x.b};
+    const float keep = 1.f - opacity;
+    const float take = opacity;
+    const auto blend = [keep, take](float* mapped, const float* original) {
+        for (int i = 0; i < ColorBlock::SIZE; ++i) {
+            mapped[i] = keep * original[i] + take * mapped[i];
+        }
+    };
+    blend(colors.r, input.r);
+    blend(colors.g, input.g);
+    blend(colors.b, input.b);
 }
 
 Rgb Lut::operator()(const Rgb& input) const {

@@ -30,6 +30,15 @@ VESPRA_FLAGS_OPERATORS(LutFlag)
 inline constexpr Flags<LutFlag> DEFAULT_LUT_FLAGS =
     Flags<LutFlag>(LutFlag::GAMMA_PREPARED) | LutFlag::WITH_INVERSE | LutFlag::PARALLEL_INVERSE;
 
+/// How the block form of `Lut::apply` takes the square roots of gamma-prepared tables.
+enum class LutRoots {
+    /// The processor's estimates, refined as the one-colour form does: the same bits.
+    AS_ONE_COLOUR,
+    /// Correctly rounded roots, within about 3e-7 relative of the others and several times
+    /// cheaper: for the display.
+    ROUNDED,
+};
+
 /// Result of `Lut::load`; the numbers are part of the design.
 enum class LutResult : int {
     /// Loaded, or nothing to load.
@@ -80,8 +89,9 @@ public:
     Rgb operator()(const Rgb& input) const;
     /// Forward application; the identity when inactive. The fourth lane is not kept.
     Float4 apply(Float4 input) const;
-    /// Forward application to four colours, with the results of the one-colour form.
-    ColorQuad apply(const ColorQuad& input) const;
+    /// Forward application to every colour of `colors`, vectorised at the width of the
+    /// running clone: with the results of the one-colour form unless `roots` says otherwise.
+    void apply(ColorBlock& colors, LutRoots roots = LutRoots::AS_ONE_COLOUR) const;
     /// Backward application through the inverse tables; the identity without them.
     Rgb inverse(const Rgb& input) const;
 

@@ -1,8 +1,17 @@
 #include "imaging/LutTables.h"
 
+#include <algorithm>
+#include <cstdint>
+
 #include <smmintrin.h>
 
+#include "foundation/VectorClones.h"
+#include "foundation/LaneMath.h"
+
 namespace Vespra {
+
+using Detail::laneMax;
+using Detail::laneMin;
 
 namespace {
 
@@ -22,31 +31,73 @@ GridCell toCell(Float4 position) {
     return cell;
 }
 
-__m128i selectInt(Float4 mask, __m128i whenTrue, __m128i whenFalse) {
-    return _mm_blendv_epi8(whenFalse, whenTrue, _mm_castps_si128(mask.v));
-}
+/// `LutBase::gridPosition` for one lane. The table's fields are copied in, so that the
+/// vectoriser sees that the loops using it store nothing it reads.
+struct LaneGrid {
+    float domainMin;
+    float span;
+    float last;
 
-/// The median of three, per lane.
-Float4 middle(Float4 a, Float4 b, Float4 c) {
-    return max(min(a, b), min(max(a, b), c));
-}
+    explicit LaneGrid(const LutBase& table)
+        : domainMin(table.domainMin), span(table.domainMax - table.domainMin), last(float(table.size - 1)) {}
 
-/// The cells and tetrahedra of four colours, worked out side by side.
-struct QuadTetrahedra {
-    alignas(16) int origin[4];
-    alignas(16) int first[4];
-    alignas(16) int second[4];
-    /// Weights of the origin, first, second and last corner, per colour.
-    Float4 weight[4];
-
-    /// Colour `K`: the weighted sum of its four corners.
-    template <int K>
-    Float4 blend(const Rgb* table, std::size_t last) const {
-        const Rgb* c000 = table + origin[K];
-        return broadcast<K>(weight[0]) * Float4(c000[0]) + broadcast<K>(weight[1]) * Float4(c000[first[K]]) +
-               broadcast<K>(weight[2]) * Float4(c000[second[K]]) +
-               broadcast<K>(weight[3]) * Float4(c000[last]);
+    float position(float input) const {
+        const float t = (input - domainMin) / span;
+        return laneMin(laneMax(t, 0.f), 0.999999f) * last;
     }
+};
+
+std::int32_t laneSelectIndex(bool condition, std::int32_t whenTrue, std::int32_t whenFalse) {
+    const std::int32_t mask = -std::int32_t(condition);
+    return (mask & whenTrue) | (~mask & whenFalse);
+}
+
+/// The colours of a block with a channel above a table's domain, gathered into a block of
+/// their own with their places. Rendered images have few enough of them that extrapolating
+/// only these beats extrapolating in every lane, which costs up to three more interpolations.
+class Outliers {
+public:
+    /// The lanes after `count` of its last group hold zeros.
+    ColorBlock colors;
+    int count = 0;
+
+    Outliers(const ColorBlock& block, float limit) {
+        alignas(64) std::int32_t above[ColorBlock::SIZE];
+        int total = 0;
+        for (int i = 0; i < ColorBlock::SIZE; ++i) {
+            above[i] = std::int32_t(block.r[i] > limit) | std::int32_t(block.g[i] > limit) |
+                       std::int32_t(block.b[i] > limit);
+            total += above[i];
+        }
+        if (total == 0) {
+            return;
+        }
+        // Without branches: every place is written, and the count moves on past outliers only.
+        for (int i = 0; i < ColorBlock::SIZE; ++i) {
+            place[count] = i;
+            count += above[i];
+        }
+        for (int k = 0; k < count; ++k) {
+            colors.r[k] = block.r[place[k]];
+            colors.g[k] = block.g[place[k]];
+            colors.b[k] = block.b[place[k]];
+        }
+        const int lanes = ColorBlock::groupedLanes(count);
+        colors.forEachChannel(
+            [this, lanes](float* channel) { std::fill(channel + count, channel + lanes, 0.f); });
+    }
+
+    /// Puts the first `count` colours of `mapped` back to the outliers' places in `block`.
+    void scatter(const ColorBlock& mapped, ColorBlock& block) const {
+        for (int k = 0; k < count; ++k) {
+            block.r[place[k]] = mapped.r[k];
+            block.g[place[k]] = mapped.g[k];
+            block.b[place[k]] = mapped.b[k];
+        }
+    }
+
+private:
+    int place[ColorBlock::SIZE];
 };
 
 } // namespace
@@ -77,6 +128,28 @@ Float4 Lut1D::evaluate(Float4 input) const {
     const Float4 slope = (top - below) / Float4(EXTRAPOLATION_BASE);
     const Float4 limited = min(input, Float4(domainMax));
     return max((input - limited) * slope + interpolate(limited), Float4(0.f));
+}
+
+VESPRA_VECTOR_CLONES [[gnu::flatten]] void Lut1D::evaluate(ColorBlock& colors) const {
+    Outliers outliers(colors, domainMax);
+    const LaneGrid grid(*this);
+    // The entries as floats, four a pixel: the column of channel c starts at c.
+    const auto* entries = reinterpret_cast<const float*>(table.data());
+    int channel = 0;
+    colors.forEachChannel([&](float* values) {
+        const float* column = entries + channel++;
+        for (int i = 0; i < ColorBlock::SIZE; ++i) {
+            const float position = grid.position(values[i]);
+            const auto whole = std::int32_t(position);
+            const float fraction = position - float(whole);
+            values[i] = column[4 * whole] * (1.f - fraction) + column[4 * whole + 4] * fraction;
+        }
+    });
+    // Tables per channel are rare enough that their outliers go one at a time.
+    for (int k = 0; k < outliers.count; ++k) {
+        outliers.colors.setPixel(k, evaluate(outliers.colors.pixel(k)));
+    }
+    outliers.scatter(outliers.colors, colors);
 }
 
 Lut3D::Lut3D(int size) : LutBase(size) {
@@ -119,91 +192,124 @@ Float4 Lut3D::interpolate(Float4 input) const {
            Float4(f2 - f3) * Float4(c000[second]) + Float4(f3) * Float4(c000[last]);
 }
 
-// The same tetrahedra and sums as the one-colour form, without its branches: the corners are
-// picked by lane masks in the order of the branches there, and the sorted fractions are the
-// same numbers that the branches pick.
-inline ColorQuad Lut3D::interpolate(const ColorQuad& input) const {
-    const Float4 positionR = gridPosition(input.r);
-    const Float4 positionG = gridPosition(input.g);
-    const Float4 positionB = gridPosition(input.b);
-    const Float4 wholeR = floor(positionR);
-    const Float4 wholeG = floor(positionG);
-    const Float4 wholeB = floor(positionB);
-    const Float4 fr = positionR - wholeR;
-    const Float4 fg = positionG - wholeG;
-    const Float4 fb = positionB - wholeB;
-    const __m128i stepR = _mm_set1_epi32(1);
-    const __m128i stepG = _mm_set1_epi32(size);
-    const __m128i stepB = _mm_set1_epi32(size * size);
-    const __m128i origin = _mm_add_epi32(
-        _mm_cvttps_epi32(wholeR.v),
-        _mm_mullo_epi32(stepG, _mm_add_epi32(_mm_cvttps_epi32(wholeG.v),
-                                             _mm_mullo_epi32(stepG, _mm_cvttps_epi32(wholeB.v)))));
-    const Float4 rOverG = fr > fg;
-    const Float4 gOverB = fg > fb;
-    const Float4 rOverB = fr > fb;
-    const Float4 bOverG = fb > fg;
-    const Float4 bOverR = fb > fr;
-    const __m128i first =
-        selectInt(rOverG, selectInt(gOverB | rOverB, stepR, stepB), selectInt(bOverG, stepB, stepG));
-    const __m128i second =
-        selectInt(rOverG, selectInt(gOverB, _mm_add_epi32(stepR, stepG), _mm_add_epi32(stepR, stepB)),
-                  selectInt(bOverG | bOverR, _mm_add_epi32(stepG, stepB), _mm_add_epi32(stepG, stepR)));
-    const Float4 f1 = max(fr, max(fg, fb));
-    const Float4 f2 = middle(fr, fg, fb);
-    const Float4 f3 = min(fr, min(fg, fb));
-
-    QuadTetrahedra cells;
-    _mm_store_si128(reinterpret_cast<__m128i*>(cells.origin), origin);
-    _mm_store_si128(reinterpret_cast<__m128i*>(cells.first), first);
-    _mm_store_si128(reinterpret_cast<__m128i*>(cells.second), second);
-    cells.weight[0] = Float4(1.f) - f1;
-    cells.weight[1] = f1 - f2;
-    cells.weight[2] = f2 - f3;
-    cells.weight[3] = f3;
+// The tetrahedra and sums of the one-colour form, lane by lane without its branches: the steps
+// to the corners are picked by masks in the order of the branches there, and the sorted
+// fractions are the same numbers that the branches pick. Positions are not negative, so
+// truncation is their floor. All inputs are read before the first result is written.
+inline void Lut3D::interpolate(const float* red, const float* green, const float* blue, int count,
+                               ColorBlock& result) const {
+    constexpr int N = ColorBlock::SIZE;
+    constexpr int GROUP = ColorBlock::GROUP;
+    const LaneGrid grid(*this);
+    const std::int32_t stepG = size;
+    const std::int32_t stepB = size * size;
+    alignas(64) std::int32_t origin[N];
+    alignas(64) std::int32_t first[N];
+    alignas(64) std::int32_t second[N];
+    alignas(64) float weight[4][N];
+    for (int group = 0; group < count; group += GROUP) {
+        for (int i = group; i < group + GROUP; ++i) {
+            const float positionR = grid.position(red[i]);
+            const float positionG = grid.position(green[i]);
+            const float positionB = grid.position(blue[i]);
+            const auto wholeR = std::int32_t(positionR);
+            const auto wholeG = std::int32_t(positionG);
+            const auto wholeB = std::int32_t(positionB);
+            const float fr = positionR - float(wholeR);
+            const float fg = positionG - float(wholeG);
+            const float fb = positionB - float(wholeB);
+            origin[i] = wholeR + stepG * (wholeG + stepG * wholeB);
+            const bool rOverG = fr > fg;
+            const bool gOverB = fg > fb;
+            const bool rOverB = fr > fb;
+            const bool bOverG = fb > fg;
+            const bool bOverR = fb > fr;
+            first[i] = laneSelectIndex(rOverG, laneSelectIndex(gOverB | rOverB, 1, stepB),
+                                       laneSelectIndex(bOverG, stepB, stepG));
+            second[i] = laneSelectIndex(rOverG, laneSelectIndex(gOverB, 1 + stepG, 1 + stepB),
+                                        laneSelectIndex(bOverG | bOverR, stepG + stepB, stepG + 1));
+            const float f1 = laneMax(fr, laneMax(fg, fb));
+            const float f2 = laneMax(laneMin(fr, fg), laneMin(laneMax(fr, fg), fb));
+            const float f3 = laneMin(fr, laneMin(fg, fb));
+            weight[0][i] = 1.f - f1;
+            weight[1][i] = f1 - f2;
+            weight[2][i] = f2 - f3;
+            weight[3][i] = f3;
+        }
+    }
+    // The corners are whole entries: one load each, weighted in all lanes at once.
     const std::size_t last = 1 + std::size_t(size) + std::size_t(size) * std::size_t(size);
     const Rgb* entries = table.data();
-    return ColorQuad::fromPixels(cells.blend<0>(entries, last), cells.blend<1>(entries, last),
-                                 cells.blend<2>(entries, last), cells.blend<3>(entries, last));
+    const auto blend = [&](int k) {
+        const Rgb* c000 = entries + origin[k];
+        return Float4(weight[0][k]) * Float4(c000[0]) + Float4(weight[1][k]) * Float4(c000[first[k]]) +
+               Float4(weight[2][k]) * Float4(c000[second[k]]) + Float4(weight[3][k]) * Float4(c000[last]);
+    };
+    for (int i = 0; i < count; i += 4) {
+        result.setQuad(i, blend(i), blend(i + 1), blend(i + 2), blend(i + 3));
+    }
 }
 
-// The four colours follow the one-colour form side by side: a colour within the domain is
-// interpolated; one above it is interpolated at the limit, and each channel above the limit
-// adds its slope, channel by channel in the same order. A colour within the domain keeps its
-// input as the limited one, so one interpolation at the limit serves all four colours.
-[[gnu::flatten]] ColorQuad Lut3D::evaluate(const ColorQuad& input) const {
-    const Float4 limit(domainMax);
-    const Float4 aboveR = input.r > limit;
-    const Float4 aboveG = input.g > limit;
-    const Float4 aboveB = input.b > limit;
-    const Float4 above = aboveR | aboveG | aboveB;
-    if (!any(above)) {
-        return interpolate(input);
+// The one-colour form side by side: the colour is interpolated at the limit, and each channel
+// above it adds its slope, channel by channel in the same order. A channel within the domain
+// adds +0, which the final limit to non-negative values cannot tell from adding nothing.
+inline void Lut3D::extrapolate(const ColorBlock& input, int count, ColorBlock& result) const {
+    constexpr int GROUP = ColorBlock::GROUP;
+    const int lanes = ColorBlock::groupedLanes(count);
+    const float limit = domainMax;
+    ColorBlock limited;
+    for (int c = 0; c < 3; ++c) {
+        const float* in = input.channel(c);
+        float* out = limited.channel(c);
+        for (int group = 0; group < lanes; group += GROUP) {
+            for (int i = group; i < group + GROUP; ++i) {
+                out[i] = laneMin(in[i], limit);
+            }
+        }
     }
-    const auto limitedChannel = [&](Float4 x) { return select(above, min(x, limit), x); };
-    const ColorQuad limited{limitedChannel(input.r), limitedChannel(input.g), limitedChannel(input.b)};
-    const ColorQuad atLimit = interpolate(limited);
-    ColorQuad result = atLimit;
-    const Float4 belowLimit(domainMax - EXTRAPOLATION_BASE);
-    const auto addSlope = [&](Float4 channelAbove, Float4 excess, ColorQuad below) {
-        const auto slope = [&](Float4 atTop, Float4 atBelow) {
-            return (excess - limit) * (atTop - atBelow) / Float4(EXTRAPOLATION_BASE) & channelAbove;
-        };
-        result = {result.r + slope(atLimit.r, below.r), result.g + slope(atLimit.g, below.g),
-                  result.b + slope(atLimit.b, below.b)};
-    };
-    if (any(aboveR)) {
-        addSlope(aboveR, input.r, interpolate({belowLimit, limited.g, limited.b}));
+    ColorBlock atLimit;
+    interpolate(limited.r, limited.g, limited.b, count, atLimit);
+    result = atLimit;
+    alignas(64) float belowLimit[ColorBlock::SIZE];
+    std::fill_n(belowLimit, lanes, domainMax - EXTRAPOLATION_BASE);
+    for (int c = 0; c < 3; ++c) {
+        const float* excess = input.channel(c);
+        if (std::none_of(excess, excess + count, [limit](float x) { return x > limit; })) {
+            continue;
+        }
+        ColorBlock below;
+        interpolate(c == 0 ? belowLimit : limited.r, c == 1 ? belowLimit : limited.g,
+                    c == 2 ? belowLimit : limited.b, count, below);
+        for (int target = 0; target < 3; ++target) {
+            float* sum = result.channel(target);
+            const float* atTop = atLimit.channel(target);
+            const float* atBelow = below.channel(target);
+            for (int group = 0; group < lanes; group += GROUP) {
+                for (int i = group; i < group + GROUP; ++i) {
+                    const float slope = (excess[i] - limit) * (atTop[i] - atBelow[i]) / EXTRAPOLATION_BASE;
+                    sum[i] = sum[i] + Detail::laneSelect(excess[i] > limit, slope, 0.f);
+                }
+            }
+        }
     }
-    if (any(aboveG)) {
-        addSlope(aboveG, input.g, interpolate({limited.r, belowLimit, limited.b}));
+    for (int c = 0; c < 3; ++c) {
+        float* values = result.channel(c);
+        for (int group = 0; group < lanes; group += GROUP) {
+            for (int i = group; i < group + GROUP; ++i) {
+                values[i] = laneMax(values[i], 0.f);
+            }
+        }
     }
-    if (any(aboveB)) {
-        addSlope(aboveB, input.b, interpolate({limited.r, limited.g, belowLimit}));
+}
+
+VESPRA_VECTOR_CLONES [[gnu::flatten]] void Lut3D::evaluate(ColorBlock& colors) const {
+    const Outliers outliers(colors, domainMax);
+    interpolate(colors.r, colors.g, colors.b, ColorBlock::SIZE, colors);
+    if (outliers.count > 0) {
+        ColorBlock extrapolated;
+        extrapolate(outliers.colors, outliers.count, extrapolated);
+        outliers.scatter(extrapolated, colors);
     }
-    const Float4 zero;
-    return {select(above, max(result.r, zero), atLimit.r), select(above, max(result.g, zero), atLimit.g),
-            select(above, max(result.b, zero), atLimit.b)};
 }
 
 Float4 Lut3D::evaluate(Float4 input) const {

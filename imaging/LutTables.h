@@ -6,7 +6,7 @@
 #include "foundation/Float4.h"
 #include "foundation/Pointers.h"
 #include "foundation/Rgb.h"
-#include "imaging/ColorQuad.h"
+#include "imaging/ColorBlock.h"
 
 namespace Vespra {
 
@@ -47,10 +47,8 @@ public:
     Rgb operator()(const Rgb& input) const { return evaluate(Float4(input)).toRgb(); }
     /// Inputs above the domain continue along the slope of the table's last 0.2.
     Float4 evaluate(Float4 input) const;
-    /// `evaluate` of four colours.
-    ColorQuad evaluate(const ColorQuad& input) const {
-        return input.perPixel([this](Float4 pixel) { return evaluate(pixel); });
-    }
+    /// `evaluate` of every colour of `colors`, with the same results.
+    void evaluate(ColorBlock& colors) const;
     /// Within the domain only: the input is first brought into it.
     Float4 interpolate(Float4 input) const;
 };
@@ -71,13 +69,19 @@ public:
     Rgb operator()(const Rgb& input) const { return evaluate(Float4(input)).toRgb(); }
     /// Each channel above the domain adds the slope of the table's last 0.2 along its axis.
     Float4 evaluate(Float4 input) const;
-    /// `evaluate` of four colours, with the same results.
-    ColorQuad evaluate(const ColorQuad& input) const;
+    /// `evaluate` of every colour of `colors`, with the same results.
+    void evaluate(ColorBlock& colors) const;
     /// Within the domain only: the input is first brought into it.
     Float4 interpolate(Float4 input) const;
 
 private:
-    ColorQuad interpolate(const ColorQuad& input) const;
+    /// `interpolate` of the first `count` colours given by their channels, into `result`,
+    /// which may hold them.
+    void interpolate(const float* red, const float* green, const float* blue, int count,
+                     ColorBlock& result) const;
+    /// `evaluate` of the first `count` colours of `input`, each of which has a channel above
+    /// the domain, into `result`.
+    void extrapolate(const ColorBlock& input, int count, ColorBlock& result) const;
 };
 
 /// The table that undoes a 1-D table, found by bisection to within one entry's width.

@@ -8,6 +8,7 @@
 #include "base/image/ElementNames.h"
 #include "base/image/Resampling.h"
 #include "base/image/VxrMetadata.h"
+#include "foundation/Float4.h"
 #include "foundation/ParallelFor.h"
 
 namespace Vespra {
@@ -26,6 +27,48 @@ Map cloneItems(const Map& map) {
 bool isNan(float value) {
     constexpr std::uint32_t INFINITY_BITS = 0x7f800000u;
     return (std::bit_cast<std::uint32_t>(value) & 0x7fffffffu) > INFINITY_BITS;
+}
+
+/// The colour planes of an element, and what stands for a missing alpha plane.
+struct ColorPlanes {
+    const float* r;
+    const float* g;
+    const float* b;
+    const float* a;
+    std::size_t stride;
+};
+
+/// The pixels of `region` at zoom 1 (the display at 100 %), in parallel rows; four pixels at a
+/// time go from planes to pixels through one 4x4 transposition. Alpha is 1 without a plane.
+BitmapImpl<Rgb> interleave(const ColorPlanes& planes, const Bucket& region) {
+    BitmapImpl<Rgb> out(region.width(), region.height());
+    const int width = region.width();
+    parallelFor(
+        Scheduler::highPriorityInstance(), 0, region.height(), Detail::RESAMPLE_ROW_GRAIN, [&](int y) {
+            const std::size_t first = std::size_t(region.y0 + y) * planes.stride + std::size_t(region.x0);
+            const auto alpha = [&](std::size_t index) {
+                return planes.a ? Float4::loadUnaligned(planes.a + index) : Float4(1.f);
+            };
+            Rgb* target = out.row(y);
+            int x = 0;
+            for (; x + 4 <= width; x += 4) {
+                const std::size_t index = first + std::size_t(x);
+                Float4 p0 = Float4::loadUnaligned(planes.r + index),
+                       p1 = Float4::loadUnaligned(planes.g + index),
+                       p2 = Float4::loadUnaligned(planes.b + index), p3 = alpha(index);
+                _MM_TRANSPOSE4_PS(p0.v, p1.v, p2.v, p3.v);
+                p0.store(&target[x].r);
+                p1.store(&target[x + 1].r);
+                p2.store(&target[x + 2].r);
+                p3.store(&target[x + 3].r);
+            }
+            for (; x < width; ++x) {
+                const std::size_t index = first + std::size_t(x);
+                target[x] =
+                    Rgb(planes.r[index], planes.g[index], planes.b[index], planes.a ? planes.a[index] : 1.f);
+            }
+        });
+    return out;
 }
 
 void zeroNans(Channel<float>& channel) {
@@ -96,25 +139,27 @@ const Channel<float>& ChannelImage::floatChannel(const String& name) const {
 }
 
 BitmapImpl<Rgb> ChannelImage::getRgbBitmap(const String& name, const Bucket& region, float zoom) const {
-    const float* r = floatChannel(joinChannelName(name, COMPONENT_R)).data.data();
-    const float* g = floatChannel(joinChannelName(name, COMPONENT_G)).data.data();
-    const float* b = floatChannel(joinChannelName(name, COMPONENT_B)).data.data();
-    const std::size_t stride = std::size_t(getDataWindow().width());
-    return resample<Rgb>(region, zoom, [&](std::int32_t x, std::int32_t y) {
-        const std::size_t index = std::size_t(y) * stride + std::size_t(x);
-        return Rgb(r[index], g[index], b[index], 1.f);
-    });
+    return colorBitmap(name, false, region, zoom);
 }
 
 BitmapImpl<Rgb> ChannelImage::getRgbaBitmap(const String& name, const Bucket& region, float zoom) const {
-    const float* r = floatChannel(joinChannelName(name, COMPONENT_R)).data.data();
-    const float* g = floatChannel(joinChannelName(name, COMPONENT_G)).data.data();
-    const float* b = floatChannel(joinChannelName(name, COMPONENT_B)).data.data();
-    const float* a = floatChannel(joinChannelName(name, COMPONENT_A)).data.data();
-    const std::size_t stride = std::size_t(getDataWindow().width());
+    return colorBitmap(name, true, region, zoom);
+}
+
+BitmapImpl<Rgb> ChannelImage::colorBitmap(const String& name, bool withAlpha, const Bucket& region,
+                                          float zoom) const {
+    const ColorPlanes planes{floatChannel(joinChannelName(name, COMPONENT_R)).data.data(),
+                             floatChannel(joinChannelName(name, COMPONENT_G)).data.data(),
+                             floatChannel(joinChannelName(name, COMPONENT_B)).data.data(),
+                             withAlpha ? floatChannel(joinChannelName(name, COMPONENT_A)).data.data()
+                                       : nullptr,
+                             std::size_t(getDataWindow().width())};
+    if (zoom == 1.f) {
+        return interleave(planes, region);
+    }
     return resample<Rgb>(region, zoom, [&](std::int32_t x, std::int32_t y) {
-        const std::size_t index = std::size_t(y) * stride + std::size_t(x);
-        return Rgb(r[index], g[index], b[index], a[index]);
+        const std::size_t index = std::size_t(y) * planes.stride + std::size_t(x);
+        return Rgb(planes.r[index], planes.g[index], planes.b[index], planes.a ? planes.a[index] : 1.f);
     });
 }
 

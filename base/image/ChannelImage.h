@@ -115,6 +115,7 @@ private:
     template <class T>
     const T* findItem(const auto& map, const String& name) const;
     const Channel<float>& floatChannel(const String& name) const;
+    BitmapImpl<Rgb> colorBitmap(const String& name, bool withAlpha, const Bucket& region, float zoom) const;
 };
 
 template <class T>

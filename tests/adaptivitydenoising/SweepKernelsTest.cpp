@@ -9,7 +9,7 @@
 
 #include "misc/adaptivitydenoising/NlmFilters.h"
 #include "misc/adaptivitydenoising/utils/ImageOps.h"
-#include "misc/adaptivitydenoising/utils/LaneMath.h"
+#include "misc/adaptivitydenoising/utils/PixelMath.h"
 #include "misc/adaptivitydenoising/utils/SweepKernels.h"
 #include "tests/adaptivitydenoising/ReferenceFilters.h"
 #include "tests/adaptivitydenoising/TestImages.h"

@@ -4,6 +4,7 @@
 
 #include "foundation/FastMath.h"
 #include "foundation/Float4.h"
+#include "foundation/LaneMath.h"
 #include "foundation/Rgb.h"
 
 /// Four-lane helpers of the denoising kernels. Pixels are `Rgb`, whose four floats are read
@@ -40,6 +41,22 @@ inline Float4 maxOfLanes(Float4 value) {
 /// e^-x through the base library's exp2 approximation, as all weights are made.
 inline Float4 negativeExp(Float4 x) {
     return exp2Approx(x * Float4(-1.442695f));
+}
+
+/// `negativeExp` of one lane, for kernels written as plain loops over floats.
+[[gnu::always_inline]] inline float negativeExpLane(float x) {
+    return laneExp2Approx(x * -1.442695f);
+}
+
+/// The colour distance of lane a of one pixel to lane b of another with variances va and vb.
+/// It is asymmetric: the neighbour's variance counts at most 1000 times the centre's, so that a
+/// very noisy neighbour cannot draw close to a clean pixel. A 0/0 counts as 0.
+[[gnu::always_inline]] inline float pairDistanceLane(float a, float b, float va, float vb, float alpha,
+                                                     float epsilon) {
+    const float difference = a - b;
+    const float numerator = difference * difference - alpha * (laneMin(va, vb) + va);
+    const float denominator = epsilon + va + laneMin(vb, 1000.f * va);
+    return laneMax(numerator / denominator, 0.f);
 }
 
 /// Sorts the few pixels of a 3x3 neighbourhood ascending by their sum over colours.

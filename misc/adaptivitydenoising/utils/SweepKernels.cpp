@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "foundation/VectorClones.h"
-#include "misc/adaptivitydenoising/utils/LaneMath.h"
+#include "misc/adaptivitydenoising/utils/PixelMath.h"
 
 namespace Vespra::Detail::Sweep {
 

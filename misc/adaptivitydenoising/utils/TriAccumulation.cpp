@@ -1,7 +1,7 @@
 #include "misc/adaptivitydenoising/utils/TriAccumulation.h"
 
 #include "foundation/VectorClones.h"
-#include "misc/adaptivitydenoising/utils/LaneMath.h"
+#include "misc/adaptivitydenoising/utils/PixelMath.h"
 
 namespace Vespra::Detail::Tri {
 
@@ -27,14 +27,14 @@ featureWeights(const OffsetSettings& settings, const float* __restrict centre, s
                 const float difference = mean[c] - mean[c + offset];
                 const float numerator =
                     difference * difference -
-                    settings.varianceScales[item] * (minLane(vp, variance[c + offset]) + vp);
+                    settings.varianceScales[item] * (laneMin(vp, variance[c + offset]) + vp);
                 const float factor = factors[std::size_t(item) * TILE_PLANE + std::size_t(c)];
-                largest[lane] = maxLane(largest[lane], numerator * minLane(settings.limits[item], factor));
+                largest[lane] = laneMax(largest[lane], numerator * laneMin(settings.limits[item], factor));
             }
         }
         // In the order of maxOfLanes, for the same answer with NaN.
         weights[c] =
-            negativeExpLane(maxLane(maxLane(largest[0], largest[1]), maxLane(largest[2], largest[3])));
+            negativeExpLane(laneMax(laneMax(largest[0], largest[1]), laneMax(largest[2], largest[3])));
     }
 }
 
@@ -54,7 +54,7 @@ featureWeights(const OffsetSettings& settings, const float* __restrict centre, s
             const float cp = cLane[c];
             const float vp = vLane[c];
             lanes[lane][c] = (cp - cLane[c + offset]) * cp /
-                             (settings.epsilon + vp + minLane(vLane[c + offset], 1000.f * vp));
+                             (settings.epsilon + vp + laneMin(vLane[c + offset], 1000.f * vp));
         }
     }
     for (int c = 0; c < count; ++c) {
@@ -77,8 +77,8 @@ addCandidate(const OffsetSettings& settings, int k, const float* __restrict imag
     float* perturbedWeights = sums + std::size_t(PERTURBED_WEIGHTS + k) * TILE_PLANE;
     for (int c = 0; c < count; ++c) {
         const float distance = FIRST && useSmall[c] ? smallDistances[c] : distances[c];
-        const float w = minLane(negativeExpLane(distance * factor), featureWeight[c]);
-        const float pw = minLane(negativeExpLane((distance + perturbation[c]) * factor), featureWeight[c]);
+        const float w = laneMin(negativeExpLane(distance * factor), featureWeight[c]);
+        const float pw = laneMin(negativeExpLane((distance + perturbation[c]) * factor), featureWeight[c]);
         weights[c] += w;
         perturbedWeights[c] += pw;
 #pragma GCC unroll 4

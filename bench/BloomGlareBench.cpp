@@ -25,12 +25,7 @@ constexpr int BASE_WIDTH = 960;
 constexpr int BASE_HEIGHT = 540;
 
 SampleGen::RenderJob sampleJob(int width, int height) {
-    SampleGen::RenderJob job;
-    job.width = width;
-    job.height = height;
-    job.dataWindow = Bucket::fromSize(width, height);
-    job.passCount = 2;
-    return job;
+    return SampleGen::wholeFrameJob(width, height, 2);
 }
 
 const ChannelImage& baseRender() {

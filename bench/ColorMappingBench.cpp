@@ -171,11 +171,7 @@ void frameCopy(benchmark::State& state) {
 class LoadedGraph {
 public:
     LoadedGraph() {
-        SampleGen::RenderJob job;
-        job.width = WIDTH;
-        job.height = HEIGHT;
-        job.dataWindow = Bucket::fromSize(WIDTH, HEIGHT);
-        job.passCount = 1;
+        const SampleGen::RenderJob job = SampleGen::wholeFrameJob(WIDTH, HEIGHT, 1);
         graph.load.setLoader(makeShared<Pipeline::LoadOperator::Loader>(
             [image = SampleGen::renderSampleImage(job)](const Io::Path&) -> Expected<ChannelImage, String> {
                 return image;

@@ -87,6 +87,16 @@ void setStatistics(ChannelImage& image, const RenderJob& job, double seconds, st
 
 } // namespace
 
+RenderJob wholeFrameJob(int width, int height, int passes, std::uint64_t seed) {
+    RenderJob job;
+    job.width = width;
+    job.height = height;
+    job.dataWindow = Bucket::fromSize(width, height);
+    job.passCount = passes;
+    job.seed = seed;
+    return job;
+}
+
 RenderJob referenceJob(const RenderJob& job) {
     constexpr std::uint64_t REFERENCE_STREAM = 0x5245464552454e43ull;
     RenderJob reference = job;

@@ -25,6 +25,10 @@ struct RenderJob {
     std::uint64_t seed = 1;
 };
 
+/// A job that renders the whole frame of `width` by `height`: `passes` passes from the first of
+/// the sequence of `seed`.
+RenderJob wholeFrameJob(int width, int height, int passes, std::uint64_t seed = 1);
+
 /// How many times the passes of a noisy run its ground truth takes.
 inline constexpr int REFERENCE_PASS_FACTOR = 64;
 

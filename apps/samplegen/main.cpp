@@ -126,13 +126,8 @@ int main(int argc, char** argv) {
         return status == 0 ? 0 : 2;
     }
 
-    RenderJob frame;
-    frame.width = options.width;
-    frame.height = options.height;
-    frame.dataWindow = Bucket::fromSize(options.width, options.height);
-    frame.passCount = options.passes;
+    RenderJob frame = wholeFrameJob(options.width, options.height, options.passes, options.seed);
     frame.samplesPerPass = options.samplesPerPass;
-    frame.seed = options.seed;
     if (options.reference) {
         frame = referenceJob(frame);
     }

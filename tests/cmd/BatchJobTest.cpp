@@ -18,13 +18,7 @@ constexpr int WIDTH = 40;
 constexpr int HEIGHT = 28;
 
 SampleGen::RenderJob frameJob(int passes) {
-    SampleGen::RenderJob job;
-    job.width = WIDTH;
-    job.height = HEIGHT;
-    job.dataWindow = Bucket::fromSize(WIDTH, HEIGHT);
-    job.passCount = passes;
-    job.seed = 11;
-    return job;
+    return SampleGen::wholeFrameJob(WIDTH, HEIGHT, passes, 11);
 }
 
 struct CommandResult {
@@ -115,7 +109,9 @@ TEST_F(BatchTool, NodeFilesMergeIntoTheirWeightedMean) {
     EXPECT_GT(partlyCovered, 0); // one node rendered only part of the frame
     // The weight sums stay in the file: a pixel all nodes rendered has all six passes.
     const Bucket partial = SampleGen::partialNodeWindow(WIDTH, HEIGHT);
-    EXPECT_EQ(merged.findChannel<float>(u"VESPRA_FB_WEIGHTS")->data[std::size_t(partial.y0 * WIDTH + partial.x0)], 6.f);
+    EXPECT_EQ(
+        merged.findChannel<float>(u"VESPRA_FB_WEIGHTS")->data[std::size_t(partial.y0 * WIDTH + partial.x0)],
+        6.f);
 }
 
 TEST_F(BatchTool, ExitStatusesAndMessages) {
@@ -144,12 +140,13 @@ TEST_F(BatchTool, ListsElementsAndSettingsAndKeepsThemInAVxr) {
     const std::string render = writeRender("render.vxr", frameJob(1));
     const CommandResult listed = runTool({render, "--list-elements", "--json"});
     ASSERT_EQ(listed.status, Cmd::EXIT_OK);
-    EXPECT_NE(listed.out.find("{\"name\": \"Key light\", \"kind\": \"color\""), std::string::npos) << listed.out;
+    EXPECT_NE(listed.out.find("{\"name\": \"Key light\", \"kind\": \"color\""), std::string::npos)
+        << listed.out;
     EXPECT_NE(listed.out.find("{\"name\": \"ZDepth\", \"kind\": \"mono\""), std::string::npos);
     EXPECT_EQ(listed.out.find("VESPRA_FB_WEIGHTS"), std::string::npos); // internal
 
-    ASSERT_EQ(runTool({render, "-p", "colorMap.contrast=1.75", "-p", "colorMap.lightmixIntensities=1,0.5,2,1", "-o",
-                       file("edited.vxr")})
+    ASSERT_EQ(runTool({render, "-p", "colorMap.contrast=1.75", "-p", "colorMap.lightmixIntensities=1,0.5,2,1",
+                       "-o", file("edited.vxr")})
                   .status,
               Cmd::EXIT_OK);
     // The saved file has the same elements, with the same kinds and flags, as the render.
@@ -164,8 +161,10 @@ TEST_F(BatchTool, ListsElementsAndSettingsAndKeepsThemInAVxr) {
     }
     const CommandResult printed = runTool({file("edited.vxr"), "--print-settings"});
     ASSERT_EQ(printed.status, Cmd::EXIT_OK);
-    EXPECT_NE(printed.out.find("Float       colorMap.contrast      = 1.75\n"), std::string::npos) << printed.out;
-    EXPECT_NE(printed.out.find("FloatArray  colorMap.lightmixIntensities      = 1, 0.5, 2, 1\n"), std::string::npos);
+    EXPECT_NE(printed.out.find("Float       colorMap.contrast      = 1.75\n"), std::string::npos)
+        << printed.out;
+    EXPECT_NE(printed.out.find("FloatArray  colorMap.lightmixIntensities      = 1, 0.5, 2, 1\n"),
+              std::string::npos);
     // A render without stored settings shows the defaults.
     EXPECT_NE(runTool({render, "--print-settings"}).out.find("Float       colorMap.contrast      = 1\n"),
               std::string::npos);

@@ -39,12 +39,7 @@ protected:
     std::string file(const std::string& name) const { return (folder.path().std() / name).string(); }
 
     std::string writeRender(const std::string& name, int passes) {
-        SampleGen::RenderJob job;
-        job.width = WIDTH;
-        job.height = HEIGHT;
-        job.dataWindow = Bucket::fromSize(WIDTH, HEIGHT);
-        job.passCount = passes;
-        job.seed = 3;
+        const SampleGen::RenderJob job = SampleGen::wholeFrameJob(WIDTH, HEIGHT, passes, 3);
         EXPECT_TRUE(
             ExrSaver(false).save(SampleGen::renderSampleImage(job), Io::Path(String::fromUtf8(file(name)))));
         return file(name);

@@ -28,13 +28,7 @@ constexpr int MORE_PASSES = 32;
 constexpr double DARK_OFFSET = 0.01;
 
 SampleGen::RenderJob frameJob(int passes) {
-    SampleGen::RenderJob job;
-    job.width = WIDTH;
-    job.height = HEIGHT;
-    job.dataWindow = Bucket::fromSize(WIDTH, HEIGHT);
-    job.passCount = passes;
-    job.seed = 5;
-    return job;
+    return SampleGen::wholeFrameJob(WIDTH, HEIGHT, passes, 5);
 }
 
 /// Mean of (x - ref)^2 / (ref^2 + 0.01) over the colour lanes.

@@ -213,11 +213,7 @@ TEST(LightMix, RegionsZoomsAndImagesWithoutLayers) {
 }
 
 TEST(LightMix, TheMixOfASampleRenderIsItsBeauty) {
-    SampleGen::RenderJob job;
-    job.width = 32;
-    job.height = 24;
-    job.dataWindow = Bucket::fromSize(32, 24);
-    job.passCount = 2;
+    const SampleGen::RenderJob job = SampleGen::wholeFrameJob(32, 24, 2);
     Settings settings;
     OperatorGraph graph(settings);
     graph.load.setLoader(memoryLoader({{u"sample", SampleGen::renderSampleImage(job)}}));

@@ -36,12 +36,17 @@ Float4 pixelAt(const BitmapImpl<Rgb>& source, std::int32_t x, std::int32_t y) {
     return Float4(source(x, y));
 }
 
-/// The bilinear blend of the four pixels from `row[0]` whose upper left one is at `row`, with
-/// `next` the row below.
-Float4 blend(const Rgb* row, const Rgb* next, Float4 tx, Float4 ty) {
-    const Float4 upper = Float4(row[0]) + tx * (Float4(row[1]) - Float4(row[0]));
-    const Float4 lower = Float4(next[0]) + tx * (Float4(next[1]) - Float4(next[0]));
+/// The bilinear blend of an upper left, upper right, lower left and lower right pixel.
+Float4 bilinear(Float4 a, Float4 b, Float4 c, Float4 d, Float4 tx, Float4 ty) {
+    const Float4 upper = a + tx * (b - a);
+    const Float4 lower = c + tx * (d - c);
     return upper + ty * (lower - upper);
+}
+
+/// The bilinear blend of the four pixels whose upper left one is at `row`, with `next` the row
+/// below.
+Float4 blend(const Rgb* row, const Rgb* next, Float4 tx, Float4 ty) {
+    return bilinear(Float4(row[0]), Float4(row[1]), Float4(next[0]), Float4(next[1]), tx, ty);
 }
 
 /// The bilinear sample of `source` at (x, y) in pixel-centre units: (0, 0) is the centre of the
@@ -59,13 +64,8 @@ Float4 sample(const BitmapImpl<Rgb>& source, float x, float y) {
     if (ix >= 0 && iy >= 0 && ix + 1 < source.width() && iy + 1 < source.height()) {
         return blend(source.row(iy) + ix, source.row(iy + 1) + ix, tx, ty);
     }
-    const Float4 a = pixelAt(source, ix, iy);
-    const Float4 b = pixelAt(source, ix + 1, iy);
-    const Float4 c = pixelAt(source, ix, iy + 1);
-    const Float4 d = pixelAt(source, ix + 1, iy + 1);
-    const Float4 upper = a + tx * (b - a);
-    const Float4 lower = c + tx * (d - c);
-    return upper + ty * (lower - upper);
+    return bilinear(pixelAt(source, ix, iy), pixelAt(source, ix + 1, iy), pixelAt(source, ix, iy + 1),
+                    pixelAt(source, ix + 1, iy + 1), tx, ty);
 }
 
 /// `sample` where all four pixels are known to lie in `source`.

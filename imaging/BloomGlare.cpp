@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numbers>
 
 #include "foundation/Float4.h"
 #include "imaging/BitmapRotation.h"

@@ -1,8 +1,10 @@
 #include "imaging/BitmapRotation.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <numbers>
+#include <tuple>
 #include <utility>
 
 #include "foundation/Float4.h"
@@ -11,8 +13,9 @@ namespace Vespra {
 
 namespace {
 
-/// Rows of a rotation per parallel chunk.
-constexpr int ROTATION_GRAIN = 8;
+/// A rotation works the target in tiles of this many rows by this many pixels.
+constexpr std::int32_t TILE_ROWS = 8;
+constexpr std::int32_t TILE_PIXELS = 256;
 /// How far, in pixels, positions sampled without border tests stay inside the source.
 constexpr double INSIDE_MARGIN = 0.01;
 /// Keeps sides that a rotation by a multiple of 90 degrees lays on the axes from growing by a
@@ -164,6 +167,52 @@ private:
     double targetCentreY;
 };
 
+/// The samples of one target row: black outside [first, last), and without border tests in
+/// [firstInside, lastInside).
+class RowSamples {
+public:
+    RowSamples() = default;
+
+    RowSamples(const Line& line, Pixel sourceSize, std::int32_t width) : line(line) {
+        std::tie(first, last) = line.span(sourceSize, width);
+        std::tie(firstInside, lastInside) = line.inside(sourceSize, {first, last});
+        lastInside = std::max(firstInside, lastInside);
+    }
+
+    /// Blacks out the pixels of `row` that sample nothing.
+    void clearOutside(Rgb* row, std::int32_t width) const {
+        std::fill(row, row + first, Rgb(0.f, 0.f, 0.f, 0.f));
+        std::fill(row + last, row + width, Rgb(0.f, 0.f, 0.f, 0.f));
+    }
+
+    /// Writes, or with `add` adds, the samples of the pixels [left, right) into `row`.
+    void put(const BitmapImpl<Rgb>& source, std::int32_t left, std::int32_t right, Rgb* row, bool add) const {
+        const auto store = [&](std::int32_t x, Float4 value) {
+            (add ? value + Float4(row[x]) : value).store(&row[x].r);
+        };
+        const std::int32_t begin = std::max(left, first);
+        const std::int32_t end = std::min(right, last);
+        const std::int32_t insideBegin = std::clamp(firstInside, begin, std::max(begin, end));
+        const std::int32_t insideEnd = std::clamp(lastInside, insideBegin, std::max(insideBegin, end));
+        for (std::int32_t x = begin; x < insideBegin; ++x) {
+            store(x, sample(source, line.xAt(x), line.yAt(x)));
+        }
+        for (std::int32_t x = insideBegin; x < insideEnd; ++x) {
+            store(x, sampleInside(source, line.xAt(x), line.yAt(x)));
+        }
+        for (std::int32_t x = insideEnd; x < end; ++x) {
+            store(x, sample(source, line.xAt(x), line.yAt(x)));
+        }
+    }
+
+private:
+    Line line{};
+    std::int32_t first = 0;
+    std::int32_t last = 0;
+    std::int32_t firstInside = 0;
+    std::int32_t lastInside = 0;
+};
+
 } // namespace
 
 Pixel rotatedSize(Pixel size, float degrees) {
@@ -177,26 +226,26 @@ Pixel rotatedSize(Pixel size, float degrees) {
 void rotateBitmap(const BitmapImpl<Rgb>& source, float degrees, BitmapImpl<Rgb>& target, bool add,
                   Flags<ImageOperatorsFlag> flags) {
     const RotationLines lines(source.size(), degrees, target.size());
-    forEachIndex(flags, target.height(), ROTATION_GRAIN, [&](int y) {
-        const Line line = lines.row(y);
-        const auto [first, last] = line.span(source.size(), target.width());
-        Rgb* row = target.row(y);
-        if (!add) {
-            std::fill(row, row + first, Rgb(0.f, 0.f, 0.f, 0.f));
-            std::fill(row + last, row + target.width(), Rgb(0.f, 0.f, 0.f, 0.f));
+    const int bands = (target.height() + TILE_ROWS - 1) / TILE_ROWS;
+    forEachIndex(flags, bands, 1, [&](int band) {
+        const std::int32_t top = band * TILE_ROWS;
+        const std::int32_t rows = std::min(TILE_ROWS, target.height() - top);
+        std::array<RowSamples, TILE_ROWS> samples;
+        for (std::int32_t k = 0; k < rows; ++k) {
+            samples[std::size_t(k)] = RowSamples(lines.row(top + k), source.size(), target.width());
+            if (!add) {
+                samples[std::size_t(k)].clearOutside(target.row(top + k), target.width());
+            }
         }
-        const auto [firstInside, lastInside] = line.inside(source.size(), {first, last});
-        const auto put = [&](std::int32_t x, Float4 value) {
-            (add ? value + Float4(row[x]) : value).store(&row[x].r);
-        };
-        for (std::int32_t x = first; x < firstInside; ++x) {
-            put(x, sample(source, line.xAt(x), line.yAt(x)));
-        }
-        for (std::int32_t x = firstInside; x < lastInside; ++x) {
-            put(x, sampleInside(source, line.xAt(x), line.yAt(x)));
-        }
-        for (std::int32_t x = std::max(firstInside, lastInside); x < last; ++x) {
-            put(x, sample(source, line.xAt(x), line.yAt(x)));
+        // Along a target row the samples run slantwise through the source, a new source row every
+        // pixel or so at steep angles. Short pieces of the band's rows, one below the other, read
+        // one small patch of the source instead, which stays in the caches and the address
+        // translation buffers.
+        for (std::int32_t left = 0; left < target.width(); left += TILE_PIXELS) {
+            const std::int32_t right = std::min(left + TILE_PIXELS, target.width());
+            for (std::int32_t k = 0; k < rows; ++k) {
+                samples[std::size_t(k)].put(source, left, right, target.row(top + k), add);
+            }
         }
     });
 }

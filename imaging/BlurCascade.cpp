@@ -27,61 +27,8 @@ constexpr int ROW_GRAIN = 12;
 /// band take 16 KB, so each cache line is filled whole while it stays close.
 constexpr std::int32_t CHUNK_PIXELS = 32;
 
-/// out[i] = the mean of in[i - radius .. i + radius] for a sequence of `count` vectors of `width`
-/// floats, vector i starting at `in + i * inStride` (and `out + i * outStride`); vectors outside
-/// the sequence count as zero. `sum` holds `width` floats of scratch. A column pass runs it on
-/// vectors along a row, stepping down the rows.
-VESPRA_VECTOR_CLONES
-void boxFilterVectors(const float* __restrict in, std::ptrdiff_t inStride, float* __restrict out,
-                      std::ptrdiff_t outStride, std::int32_t count, std::int32_t width, std::int32_t radius,
-                      float* __restrict sum) {
-    const float scale = 1.f / float(2 * radius + 1);
-    const std::int32_t lead = std::min(radius, count);
-    std::fill(sum, sum + width, 0.f);
-    for (std::int32_t j = 0; j < lead; ++j) {
-        const float* entering = in + j * inStride;
-        for (std::int32_t f = 0; f < width; ++f) {
-            sum[f] += entering[f];
-        }
-    }
-    // Three stretches, so that the inner loops have no tests: no sample leaves the window yet,
-    // samples enter and leave, no sample enters any more.
-    std::int32_t i = 0;
-    for (; i < lead; ++i) {
-        float* target = out + i * outStride;
-        if (i + radius < count) {
-            const float* entering = in + (i + radius) * inStride;
-            for (std::int32_t f = 0; f < width; ++f) {
-                sum[f] += entering[f];
-                target[f] = sum[f] * scale;
-            }
-        } else {
-            for (std::int32_t f = 0; f < width; ++f) {
-                target[f] = sum[f] * scale;
-            }
-        }
-    }
-    for (; i < count - radius; ++i) {
-        const float* entering = in + (i + radius) * inStride;
-        const float* leaving = in + (i - radius) * inStride;
-        float* target = out + i * outStride;
-        for (std::int32_t f = 0; f < width; ++f) {
-            const float inside = sum[f] + entering[f];
-            target[f] = inside * scale;
-            sum[f] = inside - leaving[f];
-        }
-    }
-    for (; i < count; ++i) {
-        const float* leaving = in + (i - radius) * inStride;
-        float* target = out + i * outStride;
-        for (std::int32_t f = 0; f < width; ++f) {
-            target[f] = sum[f] * scale;
-            sum[f] -= leaving[f];
-        }
-    }
-}
-
-/// As `boxFilterVectors` of single pixels `step` pixels apart, closed into a ring of `length`.
+/// out[i] = the mean of in[i - radius .. i + radius] for single pixels `step` pixels apart, closed
+/// into a ring of `length`.
 void boxFilterRing(const Rgb* in, Rgb* out, std::ptrdiff_t step, std::int32_t length, std::int32_t radius) {
     const auto at = [length, step](const Rgb* line, std::int32_t j) {
         j %= length;
@@ -110,11 +57,80 @@ std::int32_t panoramaRadius(std::int32_t radius, std::int32_t y, Pixel size) {
 using FourPixels = float __attribute__((vector_size(64), aligned(16)));
 using LaneIndices = std::int32_t __attribute__((vector_size(64)));
 
+/// One pixel in one register.
+using OnePixel = float __attribute__((vector_size(16)));
+
+/// Both column passes of radius `radius` over `count` rows of `N` vectors, the first row at
+/// `top` and the next `stride` floats further on, in one walk down the rows: each output is the
+/// mean of the means of the rows within `radius`, with black outside. The second pass trails the
+/// first by `radius` rows and takes its inputs from `ring` (2 * radius + 1 rows of `N` vectors),
+/// so the rows are read and written once and the running sums stay in registers. The first pass
+/// reads each row for the last time just before the second pass writes it.
+template <class Vector, int N>
+VESPRA_VECTOR_CLONES void blurColumnsInPlace(float* top, std::ptrdiff_t stride, std::int32_t count,
+                                             std::int32_t radius, Vector* __restrict ring) {
+    const Vector scale = Vector{} + 1.f / float(2 * radius + 1);
+    const std::int32_t ringRows = 2 * radius + 1;
+    const auto row = [&](std::int32_t y) {
+        return reinterpret_cast<Vector*>(top + std::ptrdiff_t(y) * stride);
+    };
+    const auto ringRow = [&](std::int32_t j) { return ring + std::ptrdiff_t(j % ringRows) * N; };
+    const std::int32_t lead = std::min(radius, count);
+    Vector first[N] = {};
+    Vector second[N] = {};
+    for (std::int32_t j = 0; j < lead; ++j) {
+#pragma GCC unroll 8
+        for (int k = 0; k < N; ++k) {
+            first[k] += row(j)[k];
+        }
+    }
+    // Samples enter a window after its output only when they exist, and leave it once the window
+    // has passed them: the same sums, in the same order, as two separate passes.
+    const auto secondPass = [&](std::int32_t i, const Vector* entering) {
+        Vector* out = row(i);
+        const Vector* leaving = i >= radius ? ringRow(i - radius) : nullptr;
+#pragma GCC unroll 8
+        for (int k = 0; k < N; ++k) {
+            if (entering) {
+                second[k] += entering[k];
+            }
+            out[k] = second[k] * scale;
+            if (leaving) {
+                second[k] -= leaving[k];
+            }
+        }
+    };
+    for (std::int32_t j = 0; j < count; ++j) {
+        const Vector* entering = j + radius < count ? row(j + radius) : nullptr;
+        const Vector* leaving = j >= radius ? row(j - radius) : nullptr;
+        Vector* between = ringRow(j);
+#pragma GCC unroll 8
+        for (int k = 0; k < N; ++k) {
+            if (entering) {
+                first[k] += entering[k];
+            }
+            between[k] = first[k] * scale;
+            if (leaving) {
+                first[k] -= leaving[k];
+            }
+            if (j < lead) {
+                second[k] += between[k];
+            }
+        }
+        if (j >= radius) {
+            secondPass(j - radius, between);
+        }
+    }
+    for (std::int32_t i = std::max(0, count - radius); i < count; ++i) {
+        secondPass(i, nullptr);
+    }
+}
+
 /// The registers that hold one pixel of each row of an interleaved band.
 constexpr int BAND_REGISTERS = BAND_ROWS / 4;
 
-/// A row pass over `count` pixels of an interleaved band: `boxFilterVectors` for vectors of
-/// one band's width, whose running sums stay in registers.
+/// out[i] = the mean of in[i - radius .. i + radius] over `count` pixels of an interleaved band,
+/// black outside, with the running sums of its rows in registers.
 VESPRA_VECTOR_CLONES
 void boxFilterBand(const FourPixels* __restrict in, FourPixels* __restrict out, std::int32_t count,
                    std::int32_t radius) {
@@ -244,18 +260,34 @@ struct BandScratch {
         : band(std::size_t(width) * BAND_ROWS), between(band.size()), light(band.size()) {}
 };
 
-/// The scratch of one thread for a strip of columns.
+/// The scratch of one thread for a strip of columns: the ring of the first column pass.
 struct StripScratch {
-    Array<float> between;
-    Array<float> sum;
+    Array<Rgb> ring;
 
-    explicit StripScratch(std::int32_t height)
-        : between(std::size_t(height) * STRIP_PIXELS * FLOATS_PER_PIXEL),
-          sum(STRIP_PIXELS * FLOATS_PER_PIXEL) {}
+    explicit StripScratch(std::int32_t height) : ring(std::size_t(height + 1) * STRIP_PIXELS) {}
 };
 
 float* floats(Rgb* pixels) {
     return &pixels->r;
+}
+
+/// Both column passes over a strip of `pixels` columns, at most STRIP_PIXELS. A strip cut short
+/// at the picture's right edge goes four columns, and then one, at a time.
+void blurStripColumns(float* top, std::ptrdiff_t stride, std::int32_t count, std::int32_t pixels,
+                      std::int32_t radius, Rgb* ringPixels) {
+    auto* ring = reinterpret_cast<FourPixels*>(ringPixels);
+    if (pixels == STRIP_PIXELS) {
+        blurColumnsInPlace<FourPixels, STRIP_PIXELS / 4>(top, stride, count, radius, ring);
+        return;
+    }
+    std::int32_t x = 0;
+    for (; x + 4 <= pixels; x += 4) {
+        blurColumnsInPlace<FourPixels, 1>(top + x * FLOATS_PER_PIXEL, stride, count, radius, ring);
+    }
+    for (; x < pixels; ++x) {
+        blurColumnsInPlace<OnePixel, 1>(top + x * FLOATS_PER_PIXEL, stride, count, radius,
+                                        reinterpret_cast<OnePixel*>(ringPixels));
+    }
 }
 
 bool isBlack(const Rgb& pixel) {
@@ -449,14 +481,9 @@ private:
                 if (rows.isEmpty()) {
                     return;
                 }
-                const std::int32_t width = (columns.end - columns.begin) * FLOATS_PER_PIXEL;
                 float* top = floats(work.row(rows.begin) + left);
-                float* between = scratch.between.data();
-                constexpr std::ptrdiff_t betweenStride = STRIP_PIXELS * FLOATS_PER_PIXEL;
-                const std::int32_t count = rows.end - rows.begin;
-                float* sum = scratch.sum.data();
-                boxFilterVectors(top, rowFloats, between, betweenStride, count, width, radius, sum);
-                boxFilterVectors(between, betweenStride, top, rowFloats, count, width, radius, sum);
+                blurStripColumns(top, rowFloats, rows.end - rows.begin, columns.end - columns.begin, radius,
+                                 scratch.ring.data());
             });
         spreadSpansDown(2 * radius);
     }

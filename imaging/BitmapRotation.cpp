@@ -14,8 +14,8 @@ namespace Vespra {
 namespace {
 
 /// A rotation works the target in tiles of this many rows by this many pixels.
-constexpr std::int32_t TILE_ROWS = 8;
-constexpr std::int32_t TILE_PIXELS = 256;
+constexpr std::int32_t TILE_ROWS = 32;
+constexpr std::int32_t TILE_PIXELS = 64;
 /// How far, in pixels, positions sampled without border tests stay inside the source.
 constexpr double INSIDE_MARGIN = 0.01;
 /// Keeps sides that a rotation by a multiple of 90 degrees lays on the axes from growing by a

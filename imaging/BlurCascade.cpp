@@ -1,12 +1,14 @@
 #include "imaging/BlurCascade.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <numbers>
 
 #include "foundation/Exception.h"
 #include "foundation/Float4.h"
 #include "foundation/VectorClones.h"
+#include "imaging/BandInterleave.h"
 #include "imaging/RowSpan.h"
 
 namespace Vespra {
@@ -16,10 +18,6 @@ namespace {
 using Bitmap = BitmapImpl<Rgb>;
 
 constexpr int FLOATS_PER_PIXEL = 4;
-/// Rows whose row passes run together. They are interleaved pixel by pixel, so that a row pass
-/// becomes a running sum over vectors of this many pixels: wide registers stay full, and the
-/// running sums of the rows do not wait for one another.
-constexpr int BAND_ROWS = 16;
 /// Columns of one column pass task: 512 bytes of each row, read and written whole.
 constexpr int STRIP_PIXELS = 32;
 constexpr int ROW_GRAIN = 12;
@@ -391,28 +389,18 @@ private:
     /// Interleaves the pixels `reach` of `rows` rows from `top` into `band`, black where the
     /// band runs past the picture.
     void gatherBand(std::int32_t top, std::int32_t rows, RowSpan reach, Rgb* band) const {
-        forEachChunk(reach, [&](RowSpan chunk) {
-            for (std::int32_t k = 0; k < BAND_ROWS; ++k) {
-                Rgb* target = band + k;
-                const Rgb* source = k < rows ? work.row(top + k) : nullptr;
-                for (std::int32_t x = chunk.begin; x < chunk.end; ++x) {
-                    (source ? Float4(source[x]) : Float4()).store(&target[x * BAND_ROWS].r);
-                }
-            }
-        });
+        std::array<const Rgb*, BAND_ROWS> sources{};
+        for (std::int32_t k = 0; k < rows; ++k) {
+            sources[std::size_t(k)] = work.row(top + k);
+        }
+        forEachChunk(reach, [&](RowSpan chunk) { interleaveBand(sources, chunk, band); });
     }
 
     /// Puts the pixels `reach` of the blurred band back into `work`.
     void scatterWork(std::int32_t top, std::int32_t rows, RowSpan reach, const BandScratch& scratch) {
-        forEachChunk(reach, [&](RowSpan chunk) {
-            for (std::int32_t k = 0; k < rows; ++k) {
-                const Rgb* band = scratch.band.data() + k;
-                Rgb* row = work.row(top + k);
-                for (std::int32_t x = chunk.begin; x < chunk.end; ++x) {
-                    Float4(band[x * BAND_ROWS]).store(&row[x].r);
-                }
-            }
-        });
+        const std::array<Rgb*, BAND_ROWS> targets = bandRows(work, top, rows);
+        forEachChunk(reach,
+                     [&](RowSpan chunk) { deinterleaveBand(scratch.band.data(), chunk, targets, false); });
     }
 
     /// Adds the band's light within `shown` to `out`, or puts it there when `overwrite`, with black
@@ -429,16 +417,19 @@ private:
                 std::fill(row + shown.end, row + looked.end, black);
             }
         }
+        const std::array<Rgb*, BAND_ROWS> targets = bandRows(out, top, rows);
         forEachChunk(shown, [&](RowSpan chunk) {
-            for (std::int32_t k = 0; k < rows; ++k) {
-                const Rgb* light = scratch.light.data() + k;
-                Rgb* row = out.row(top + k);
-                for (std::int32_t x = chunk.begin; x < chunk.end; ++x) {
-                    const Float4 added(light[x * BAND_ROWS]);
-                    (overwrite ? added : added + Float4(row[x])).store(&row[x].r);
-                }
-            }
+            deinterleaveBand(scratch.light.data(), chunk, targets, !overwrite);
         });
+    }
+
+    /// The `rows` rows of `bitmap` from `top`, and null for the rest of a band.
+    static std::array<Rgb*, BAND_ROWS> bandRows(Bitmap& bitmap, std::int32_t top, std::int32_t rows) {
+        std::array<Rgb*, BAND_ROWS> result{};
+        for (std::int32_t k = 0; k < rows; ++k) {
+            result[std::size_t(k)] = bitmap.row(top + k);
+        }
+        return result;
     }
 
     /// Both row passes over the pixels `reach` of an interleaved band whose first row is row

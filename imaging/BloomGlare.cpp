@@ -40,24 +40,61 @@ void applyThreshold(Bitmap& bitmap, float threshold, Flags<ImageOperatorsFlag> f
     });
 }
 
+/// The columns and rows outside which `bitmap` is black.
+struct LitBox {
+    RowSpan columns;
+    RowSpan rows;
+};
+
+LitBox litBox(const Bitmap& bitmap, Flags<ImageOperatorsFlag> flags) {
+    Array<RowSpan> spans(std::size_t(bitmap.height()));
+    forEachIndex(flags, bitmap.height(), ROW_GRAIN,
+                 [&](int y) { spans[std::size_t(y)] = nonBlackSpan(bitmap.row(y), bitmap.width()); });
+    LitBox box;
+    for (std::int32_t y = 0; y < bitmap.height(); ++y) {
+        if (!spans[std::size_t(y)].isEmpty()) {
+            box.columns = box.columns.united(spans[std::size_t(y)]);
+            box.rows = box.rows.united({y, y + 1});
+        }
+    }
+    return box;
+}
+
+/// `picture` as the input of a cascade: black outside where it may sample `lit` pixels.
+CascadeInput cascadeInput(const RotatedPicture& picture, const LitBox& lit) {
+    CascadeInput input;
+    input.lit.resize(std::size_t(picture.size().y));
+    for (std::int32_t y = 0; y < picture.size().y; ++y) {
+        input.lit[std::size_t(y)] = picture.reach(y, lit.columns, lit.rows);
+    }
+    input.read = [&picture](std::int32_t y, RowSpan pixels, Rgb* out, std::ptrdiff_t step) {
+        picture.sample(y, pixels, out, step, false);
+    };
+    return input;
+}
+
 /// Adds `scale` times the streaks of every bright point of `source` to `out`, overwriting it.
 void addGlare(const Bitmap& source, const PostProcessData::BloomGlare& params, float scale, Bitmap& out,
               Flags<ImageOperatorsFlag> flags) {
     // Streaks are straight, so they ignore the sphere of a panorama.
     const Flags<ImageOperatorsFlag> streakFlags = flags & ImageOperatorsFlag::PARALLEL;
     const float step = 180.f / float(params.streakCount);
+    const LitBox lit = litBox(source, streakFlags);
     Bitmap rotated;
     Bitmap streaks;
     for (int i = 0; i < params.streakCount; ++i) {
         const float angle = float(i) * step + params.rotation;
         const Pixel size = rotatedSize(source.size(), angle);
+        // The cascade reads the rotated picture as it samples it, so the picture is never stored
+        // whole; `rotated` only holds the blurred levels.
+        const RotatedPicture picture(source, -angle, size);
+        const CascadeInput input = cascadeInput(picture, lit);
         rotated.resize(size.x, size.y);
-        rotateBitmap(source, -angle, rotated, false, streakFlags);
         streaks.resize(size.x, size.y);
         const BlurLevels levels = blurLevels(size, params.streakBlur * STREAK_THICKNESS, params.colorShift,
                                              params.colorIntensity, GLARE_GROWTH);
         const Array<RowSpan> needed = readWhenRotated(size, angle, source.size());
-        runBlurCascade(rotated, levels, scale, streaks, false, streakFlags, needed);
+        runBlurCascade(rotated, levels, scale, streaks, false, streakFlags, needed, &input);
         rotateBitmap(streaks, angle, out, i > 0, streakFlags);
     }
 }

@@ -293,29 +293,28 @@ bool isBlack(const Rgb& pixel) {
     return _mm_testz_si128(bits, bits) != 0;
 }
 
-RowSpan nonBlackSpan(const Rgb* row, std::int32_t width) {
-    std::int32_t begin = 0;
-    while (begin < width && isBlack(row[begin])) {
-        ++begin;
-    }
-    std::int32_t end = width;
-    while (end > begin && isBlack(row[end - 1])) {
-        --end;
-    }
-    return {begin, end};
-}
-
 /// Runs the cascade over `work`, keeping for every row the span outside which it is black. Light
 /// only spreads as far as the radii reach, so a thresholded picture with a few bright areas is
 /// black almost everywhere at the first levels, and those parts are neither read nor blurred.
 /// The results are those of blurring the whole picture: black stays exactly black.
 class Cascade {
 public:
-    Cascade(Bitmap& work, Bitmap& out, Flags<ImageOperatorsFlag> flags, ArrayView<const RowSpan> needed)
-        : work(work), out(out), flags(flags), needed(needed), spans(std::size_t(work.height())) {}
+    Cascade(Bitmap& work, Bitmap& out, Flags<ImageOperatorsFlag> flags, ArrayView<const RowSpan> needed,
+            const CascadeInput* input)
+        : work(work), out(out), flags(flags), needed(needed), input(input),
+          spans(std::size_t(work.height())) {}
 
     void run(const BlurLevels& levels, float scale, bool accumulate) {
-        findSpans();
+        if (input) {
+            spans = input->lit;
+            // The first sweep reads the input as it goes, unless columns have to be blurred first.
+            firstSweepReads = levels[0].radiusY <= 0;
+            if (!firstSweepReads) {
+                readInputIntoWork();
+            }
+        } else {
+            findSpans();
+        }
         const int bands = (work.height() + BAND_ROWS - 1) / BAND_ROWS;
         const Stack<LevelRange> sweeps = rowSweeps(levels);
         for (const LevelRange sweep : sweeps) {
@@ -353,7 +352,12 @@ private:
         }
         const RowSpan reach = bandReach(lit, levels, sweep);
         const RowSpan shown = reach.intersected(looked);
-        gatherBand(top, rows, reach, scratch.band.data());
+        const bool fromInput = firstSweepReads && sweep.begin == 0;
+        if (fromInput) {
+            readBand(top, rows, reach, scratch.band.data());
+        } else {
+            gatherBand(top, rows, reach, scratch.band.data());
+        }
         for (int i = sweep.begin; i < sweep.end && !reach.isEmpty(); ++i) {
             const BlurLevel& level = levels[std::size_t(i)];
             blurBandRows(top, reach, level.radiusX, scratch);
@@ -367,6 +371,9 @@ private:
         }
         if (output.keepWork) {
             scatterWork(top, rows, reach, scratch);
+            if (fromInput) {
+                clearWorkOutside(top, rows, reach);
+            }
         }
         scatterLight(top, rows, looked, shown, scratch, output.overwrite);
         for (std::int32_t k = 0; k < rows; ++k) {
@@ -394,6 +401,51 @@ private:
             sources[std::size_t(k)] = work.row(top + k);
         }
         forEachChunk(reach, [&](RowSpan chunk) { interleaveBand(sources, chunk, band); });
+    }
+
+    /// Puts the whole picture from `input` into `work`, band by band and a piece of each row at a
+    /// time, as the sweeps would read it.
+    void readInputIntoWork() {
+        const int bands = (work.height() + BAND_ROWS - 1) / BAND_ROWS;
+        forEachIndex(flags, bands, 1, [&](int band) {
+            const std::int32_t top = band * BAND_ROWS;
+            const std::int32_t rows = std::min(BAND_ROWS, work.height() - top);
+            forEachChunk({0, work.width()}, [&](RowSpan chunk) {
+                for (std::int32_t k = 0; k < rows; ++k) {
+                    input->read(top + k, chunk, work.row(top + k), 1);
+                }
+            });
+        });
+    }
+
+    /// `gatherBand` from `input`.
+    void readBand(std::int32_t top, std::int32_t rows, RowSpan reach, Rgb* band) const {
+        forEachChunk(reach, [&](RowSpan chunk) {
+            for (std::int32_t k = 0; k < BAND_ROWS; ++k) {
+                if (k < rows) {
+                    input->read(top + k, chunk, band + k, BAND_ROWS);
+                } else {
+                    for (std::int32_t x = chunk.begin; x < chunk.end; ++x) {
+                        Float4().store(&band[std::ptrdiff_t(x) * BAND_ROWS + k].r);
+                    }
+                }
+            }
+        });
+    }
+
+    /// Blacks out the pixels of `rows` rows of `work` from `top` outside `reach`, which the
+    /// picture from `input` never put there.
+    void clearWorkOutside(std::int32_t top, std::int32_t rows, RowSpan reach) {
+        const Rgb black(0.f, 0.f, 0.f, 0.f);
+        for (std::int32_t k = 0; k < rows; ++k) {
+            Rgb* row = work.row(top + k);
+            if (reach.isEmpty()) {
+                std::fill(row, row + work.width(), black);
+            } else {
+                std::fill(row, row + reach.begin, black);
+                std::fill(row + reach.end, row + work.width(), black);
+            }
+        }
     }
 
     /// Puts the pixels `reach` of the blurred band back into `work`.
@@ -508,16 +560,34 @@ private:
     Bitmap& out;
     Flags<ImageOperatorsFlag> flags;
     ArrayView<const RowSpan> needed;
+    /// Where the first sweep takes the picture from, when it is not in `work`.
+    const CascadeInput* input;
+    /// Whether the first sweep reads `input` itself rather than `work`.
+    bool firstSweepReads = false;
     /// For every row of `work`, where it may hold light.
     Array<RowSpan> spans;
 };
 
 } // namespace
 
+RowSpan nonBlackSpan(const Rgb* row, std::int32_t width) {
+    std::int32_t begin = 0;
+    while (begin < width && isBlack(row[begin])) {
+        ++begin;
+    }
+    std::int32_t end = width;
+    while (end > begin && isBlack(row[end - 1])) {
+        --end;
+    }
+    return {begin, end};
+}
+
 void runBlurCascade(Bitmap& work, const BlurLevels& levels, float scale, Bitmap& out, bool accumulate,
-                    Flags<ImageOperatorsFlag> flags, ArrayView<const RowSpan> needed) {
+                    Flags<ImageOperatorsFlag> flags, ArrayView<const RowSpan> needed,
+                    const CascadeInput* input) {
     VESPRA_ASSERT(needed.empty() || needed.size() == std::size_t(work.height()));
-    Cascade(work, out, flags, needed).run(levels, scale, accumulate);
+    VESPRA_ASSERT(!input || input->lit.size() == std::size_t(work.height()));
+    Cascade(work, out, flags, needed, input).run(levels, scale, accumulate);
 }
 
 } // namespace Vespra

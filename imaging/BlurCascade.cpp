@@ -55,6 +55,10 @@ std::int32_t panoramaRadius(std::int32_t radius, std::int32_t y, Pixel size) {
 using FourPixels = float __attribute__((vector_size(64), aligned(16)));
 using LaneIndices = std::int32_t __attribute__((vector_size(64)));
 
+/// How many rows ahead of the one entering it a column pass asks for the rows of its strip.
+constexpr std::int32_t PREFETCH_ROWS = 8;
+constexpr std::size_t CACHE_LINE = 64;
+
 /// One pixel in one register.
 using OnePixel = float __attribute__((vector_size(16)));
 
@@ -99,6 +103,14 @@ VESPRA_VECTOR_CLONES void blurColumnsInPlace(float* top, std::ptrdiff_t stride, 
         }
     };
     for (std::int32_t j = 0; j < count; ++j) {
+        // Each row of a strip lies in a page of its own, where the processor's own prefetching
+        // does not follow; the rows to come are asked for a few steps ahead instead.
+        if (j + radius + PREFETCH_ROWS < count) {
+            const auto* ahead = reinterpret_cast<const char*>(row(j + radius + PREFETCH_ROWS));
+            for (std::size_t line = 0; line < sizeof(Vector) * N; line += CACHE_LINE) {
+                __builtin_prefetch(ahead + line);
+            }
+        }
         const Vector* entering = j + radius < count ? row(j + radius) : nullptr;
         const Vector* leaving = j >= radius ? row(j - radius) : nullptr;
         Vector* between = ringRow(j);

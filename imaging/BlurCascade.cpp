@@ -55,42 +55,44 @@ std::int32_t panoramaRadius(std::int32_t radius, std::int32_t y, Pixel size) {
 using FourPixels = float __attribute__((vector_size(64), aligned(16)));
 using LaneIndices = std::int32_t __attribute__((vector_size(64)));
 
-/// How many rows ahead of the one entering it a column pass asks for the rows of its strip.
-constexpr std::int32_t PREFETCH_ROWS = 8;
+/// How many steps ahead of the one entering it a walk asks for the steps to come.
+constexpr std::int32_t PREFETCH_STEPS = 8;
 constexpr std::size_t CACHE_LINE = 64;
 
 /// One pixel in one register.
 using OnePixel = float __attribute__((vector_size(16)));
 
-/// Both column passes of radius `radius` over `count` rows of `N` vectors, the first row at
-/// `top` and the next `stride` floats further on, in one walk down the rows: each output is the
-/// mean of the means of the rows within `radius`, with black outside. The second pass trails the
-/// first by `radius` rows and takes its inputs from `ring` (2 * radius + 1 rows of `N` vectors),
-/// so the rows are read and written once and the running sums stay in registers. The first pass
-/// reads each row for the last time just before the second pass writes it.
+/// Both box passes of radius `radius` over `count` steps of `N` vectors, the first step at
+/// `start` and the next `stride` floats further on, in one walk along the steps: each output is
+/// the mean of the means of the steps within `radius`, with black outside. Down a strip of
+/// columns a step is a row; along an interleaved band it is a pixel of each of its rows. The
+/// second pass trails the first by `radius` steps and takes its inputs from `ring` (2 * radius
+/// + 1 steps of `N` vectors), so the steps are read and written once and the running sums stay
+/// in registers. The first pass reads each step for the last time just before the second pass
+/// writes it.
 template <class Vector, int N>
-VESPRA_VECTOR_CLONES void blurColumnsInPlace(float* top, std::ptrdiff_t stride, std::int32_t count,
-                                             std::int32_t radius, Vector* __restrict ring) {
+VESPRA_VECTOR_CLONES void blurInPlace(float* start, std::ptrdiff_t stride, std::int32_t count,
+                                      std::int32_t radius, Vector* __restrict ring) {
     const Vector scale = Vector{} + 1.f / float(2 * radius + 1);
-    const std::int32_t ringRows = 2 * radius + 1;
-    const auto row = [&](std::int32_t y) {
-        return reinterpret_cast<Vector*>(top + std::ptrdiff_t(y) * stride);
+    const std::int32_t ringSteps = 2 * radius + 1;
+    const auto at = [&](std::int32_t y) {
+        return reinterpret_cast<Vector*>(start + std::ptrdiff_t(y) * stride);
     };
-    const auto ringRow = [&](std::int32_t j) { return ring + std::ptrdiff_t(j % ringRows) * N; };
+    const auto ringStep = [&](std::int32_t j) { return ring + std::ptrdiff_t(j % ringSteps) * N; };
     const std::int32_t lead = std::min(radius, count);
     Vector first[N] = {};
     Vector second[N] = {};
     for (std::int32_t j = 0; j < lead; ++j) {
 #pragma GCC unroll 8
         for (int k = 0; k < N; ++k) {
-            first[k] += row(j)[k];
+            first[k] += at(j)[k];
         }
     }
     // Samples enter a window after its output only when they exist, and leave it once the window
     // has passed them: the same sums, in the same order, as two separate passes.
     const auto secondPass = [&](std::int32_t i, const Vector* entering) {
-        Vector* out = row(i);
-        const Vector* leaving = i >= radius ? ringRow(i - radius) : nullptr;
+        Vector* out = at(i);
+        const Vector* leaving = i >= radius ? ringStep(i - radius) : nullptr;
 #pragma GCC unroll 8
         for (int k = 0; k < N; ++k) {
             if (entering) {
@@ -103,17 +105,17 @@ VESPRA_VECTOR_CLONES void blurColumnsInPlace(float* top, std::ptrdiff_t stride, 
         }
     };
     for (std::int32_t j = 0; j < count; ++j) {
-        // Each row of a strip lies in a page of its own, where the processor's own prefetching
-        // does not follow; the rows to come are asked for a few steps ahead instead.
-        if (j + radius + PREFETCH_ROWS < count) {
-            const auto* ahead = reinterpret_cast<const char*>(row(j + radius + PREFETCH_ROWS));
+        // Down a strip each step lies in a page of its own, where the processor's own prefetching
+        // does not follow; the steps to come are asked for ahead of time instead.
+        if (j + radius + PREFETCH_STEPS < count) {
+            const auto* ahead = reinterpret_cast<const char*>(at(j + radius + PREFETCH_STEPS));
             for (std::size_t line = 0; line < sizeof(Vector) * N; line += CACHE_LINE) {
                 __builtin_prefetch(ahead + line);
             }
         }
-        const Vector* entering = j + radius < count ? row(j + radius) : nullptr;
-        const Vector* leaving = j >= radius ? row(j - radius) : nullptr;
-        Vector* between = ringRow(j);
+        const Vector* entering = j + radius < count ? at(j + radius) : nullptr;
+        const Vector* leaving = j >= radius ? at(j - radius) : nullptr;
+        Vector* between = ringStep(j);
 #pragma GCC unroll 8
         for (int k = 0; k < N; ++k) {
             if (entering) {
@@ -133,52 +135,6 @@ VESPRA_VECTOR_CLONES void blurColumnsInPlace(float* top, std::ptrdiff_t stride, 
     }
     for (std::int32_t i = std::max(0, count - radius); i < count; ++i) {
         secondPass(i, nullptr);
-    }
-}
-
-/// The registers that hold one pixel of each row of an interleaved band.
-constexpr int BAND_REGISTERS = BAND_ROWS / 4;
-
-/// out[i] = the mean of in[i - radius .. i + radius] over `count` pixels of an interleaved band,
-/// black outside, with the running sums of its rows in registers.
-VESPRA_VECTOR_CLONES
-void boxFilterBand(const FourPixels* __restrict in, FourPixels* __restrict out, std::int32_t count,
-                   std::int32_t radius) {
-    const FourPixels scale = FourPixels{} + 1.f / float(2 * radius + 1);
-    const std::int32_t lead = std::min(radius, count);
-    FourPixels sum[BAND_REGISTERS] = {};
-    const auto at = [](auto* pixels, std::int32_t i) { return pixels + std::ptrdiff_t(i) * BAND_REGISTERS; };
-    for (std::int32_t j = 0; j < lead; ++j) {
-#pragma GCC unroll BAND_REGISTERS
-        for (int k = 0; k < BAND_REGISTERS; ++k) {
-            sum[k] += at(in, j)[k];
-        }
-    }
-    std::int32_t i = 0;
-    for (; i < lead; ++i) {
-        const bool entering = i + radius < count;
-#pragma GCC unroll BAND_REGISTERS
-        for (int k = 0; k < BAND_REGISTERS; ++k) {
-            if (entering) {
-                sum[k] += at(in, i + radius)[k];
-            }
-            at(out, i)[k] = sum[k] * scale;
-        }
-    }
-    for (; i < count - radius; ++i) {
-#pragma GCC unroll BAND_REGISTERS
-        for (int k = 0; k < BAND_REGISTERS; ++k) {
-            const FourPixels inside = sum[k] + at(in, i + radius)[k];
-            at(out, i)[k] = inside * scale;
-            sum[k] = inside - at(in, i - radius)[k];
-        }
-    }
-    for (; i < count; ++i) {
-#pragma GCC unroll BAND_REGISTERS
-        for (int k = 0; k < BAND_REGISTERS; ++k) {
-            at(out, i)[k] = sum[k] * scale;
-            sum[k] -= at(in, i - radius)[k];
-        }
     }
 }
 
@@ -287,16 +243,16 @@ void blurStripColumns(float* top, std::ptrdiff_t stride, std::int32_t count, std
                       std::int32_t radius, Rgb* ringPixels) {
     auto* ring = reinterpret_cast<FourPixels*>(ringPixels);
     if (pixels == STRIP_PIXELS) {
-        blurColumnsInPlace<FourPixels, STRIP_PIXELS / 4>(top, stride, count, radius, ring);
+        blurInPlace<FourPixels, STRIP_PIXELS / 4>(top, stride, count, radius, ring);
         return;
     }
     std::int32_t x = 0;
     for (; x + 4 <= pixels; x += 4) {
-        blurColumnsInPlace<FourPixels, 1>(top + x * FLOATS_PER_PIXEL, stride, count, radius, ring);
+        blurInPlace<FourPixels, 1>(top + x * FLOATS_PER_PIXEL, stride, count, radius, ring);
     }
     for (; x < pixels; ++x) {
-        blurColumnsInPlace<OnePixel, 1>(top + x * FLOATS_PER_PIXEL, stride, count, radius,
-                                        reinterpret_cast<OnePixel*>(ringPixels));
+        blurInPlace<OnePixel, 1>(top + x * FLOATS_PER_PIXEL, stride, count, radius,
+                                 reinterpret_cast<OnePixel*>(ringPixels));
     }
 }
 
@@ -513,11 +469,11 @@ private:
             }
             return;
         }
-        auto* from = reinterpret_cast<FourPixels*>(band + std::ptrdiff_t(reach.begin) * BAND_ROWS);
-        auto* via = reinterpret_cast<FourPixels*>(between + std::ptrdiff_t(reach.begin) * BAND_ROWS);
-        const std::int32_t count = reach.end - reach.begin;
-        boxFilterBand(from, via, count, radius);
-        boxFilterBand(via, from, count, radius);
+        // A band's pixels are vectors of one pixel of each of its rows, so its row passes are the
+        // walk of a column pass along them, with `between` as the ring.
+        blurInPlace<FourPixels, BAND_ROWS / 4>(floats(band + std::ptrdiff_t(reach.begin) * BAND_ROWS),
+                                               BAND_ROWS * FLOATS_PER_PIXEL, reach.end - reach.begin, radius,
+                                               reinterpret_cast<FourPixels*>(between));
     }
 
     /// Both column passes, strip by strip: each step down a strip reads and writes whole stretches

@@ -1,5 +1,7 @@
 #include "imaging/BandInterleave.h"
 
+#include <algorithm>
+
 #include "foundation/Float4.h"
 #include "foundation/VectorClones.h"
 
@@ -7,20 +9,7 @@ namespace Vespra {
 
 namespace {
 
-/// Four pixels side by side.
-using FourPixels = float __attribute__((vector_size(64), aligned(16)));
-using LaneIndices = std::int32_t __attribute__((vector_size(64)));
-
 constexpr int QUADS = BAND_ROWS / 4;
-
-/// The four pixels from `pixels` as one vector.
-const FourPixels& quadAt(const Rgb* pixels) {
-    return *reinterpret_cast<const FourPixels*>(pixels);
-}
-
-FourPixels& quadAt(Rgb* pixels) {
-    return *reinterpret_cast<FourPixels*>(pixels);
-}
 
 /// Exchanges rows and columns of the 4 x 4 pixels in `quad`: pixel p of vector k becomes pixel k
 /// of vector p. Done twice it gives the pixels back.
@@ -72,8 +61,13 @@ VESPRA_VECTOR_CLONES void interleaveBand(const std::array<const Rgb*, BAND_ROWS>
     }
 }
 
-VESPRA_VECTOR_CLONES void deinterleaveBand(const Rgb* band, RowSpan pixels,
-                                           const std::array<Rgb*, BAND_ROWS>& rows, bool add) {
+namespace {
+
+/// Hands `put` the pixels `pixels` of each row of an interleaved band, four at a time, with the
+/// place in the row where they go; the last few pixels go through a piece of scratch.
+template <class Put>
+[[gnu::always_inline]] inline void forEachRowQuad(const Rgb* band, RowSpan pixels,
+                                                  const std::array<Rgb*, BAND_ROWS>& rows, Put put) {
     std::int32_t x = pixels.begin;
     for (; x + 4 <= pixels.end; x += 4) {
 #pragma GCC unroll 4
@@ -86,21 +80,47 @@ VESPRA_VECTOR_CLONES void deinterleaveBand(const Rgb* band, RowSpan pixels,
             transposeQuads(quad);
 #pragma GCC unroll 4
             for (int k = 0; k < 4; ++k) {
-                Rgb* row = rows[std::size_t(4 * q + k)];
-                if (row) {
-                    quadAt(row + x) = add ? quad[k] + quadAt(row + x) : quad[k];
+                if (Rgb* row = rows[std::size_t(4 * q + k)]) {
+                    put(quad[k], row + x);
                 }
             }
         }
     }
-    for (; x < pixels.end; ++x) {
-        for (int k = 0; k < BAND_ROWS; ++k) {
-            if (Rgb* row = rows[std::size_t(k)]) {
-                const Float4 value(band[std::ptrdiff_t(x) * BAND_ROWS + k]);
-                (add ? value + Float4(row[x]) : value).store(&row[x].r);
-            }
-        }
+    const std::int32_t left = pixels.end - x;
+    if (left <= 0) {
+        return;
     }
+    for (int k = 0; k < BAND_ROWS; ++k) {
+        Rgb* row = rows[std::size_t(k)];
+        if (!row) {
+            continue;
+        }
+        alignas(64) Rgb quad[4] = {};
+        alignas(64) Rgb target[4] = {};
+        for (std::int32_t p = 0; p < left; ++p) {
+            quad[p] = band[std::ptrdiff_t(x + p) * BAND_ROWS + k];
+            target[p] = row[x + p];
+        }
+        put(quadAt(quad), target);
+        std::copy_n(target, left, row + x);
+    }
+}
+
+} // namespace
+
+VESPRA_VECTOR_CLONES [[gnu::flatten]] void
+deinterleaveBand(const Rgb* band, RowSpan pixels, const std::array<Rgb*, BAND_ROWS>& rows, bool add) {
+    forEachRowQuad(band, pixels, rows, [add](const FourPixels& value, Rgb* target) {
+        quadAt(target) = add ? value + quadAt(target) : value;
+    });
+}
+
+VESPRA_VECTOR_CLONES [[gnu::flatten]] void deinterleaveLight(const Rgb* band, RowSpan pixels,
+                                                             const std::array<Rgb*, BAND_ROWS>& rows,
+                                                             const QuadLight& light, bool add) {
+    forEachRowQuad(band, pixels, rows, [&light, add](const FourPixels& value, Rgb* target) {
+        light.put(value, quadAt(target), add);
+    });
 }
 
 } // namespace Vespra

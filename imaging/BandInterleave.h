@@ -3,6 +3,7 @@
 #include <array>
 
 #include "foundation/Rgb.h"
+#include "imaging/FourPixels.h"
 #include "imaging/RowSpan.h"
 
 namespace Vespra {
@@ -19,5 +20,9 @@ void interleaveBand(const std::array<const Rgb*, BAND_ROWS>& rows, RowSpan pixel
 /// Copies the pixels `pixels` of an interleaved band back into `rows`, or with `add` adds them to
 /// what the rows hold. Null rows are left out.
 void deinterleaveBand(const Rgb* band, RowSpan pixels, const std::array<Rgb*, BAND_ROWS>& rows, bool add);
+
+/// As `deinterleaveBand`, of the light of the band's pixels instead of the pixels.
+void deinterleaveLight(const Rgb* band, RowSpan pixels, const std::array<Rgb*, BAND_ROWS>& rows,
+                       const QuadLight& light, bool add);
 
 } // namespace Vespra

@@ -52,8 +52,6 @@ std::int32_t panoramaRadius(std::int32_t radius, std::int32_t y, Pixel size) {
 
 /// Four pixels, in whatever registers the processor has: one AVX-512 register, two AVX ones, or
 /// four SSE ones.
-using FourPixels = float __attribute__((vector_size(64), aligned(16)));
-using LaneIndices = std::int32_t __attribute__((vector_size(64)));
 
 /// How many steps ahead of the one entering it a walk asks for the steps to come.
 constexpr std::int32_t PREFETCH_STEPS = 8;
@@ -138,25 +136,12 @@ VESPRA_VECTOR_CLONES void blurInPlace(float* start, std::ptrdiff_t stride, std::
     }
 }
 
-/// light (+)= `plain` * t + max(t.r, t.g, t.b) * `tint` for the `pixels` pixels t of `work`, a
-/// multiple of four.
+/// light (+)= the light of the `pixels` pixels of `work`, a multiple of four.
 VESPRA_VECTOR_CLONES
 void addLight(const FourPixels* __restrict work, FourPixels* __restrict light, std::size_t pixels,
-              float plain, const Rgb& tint, bool overwrite) {
-    const FourPixels tints{tint.r, tint.g, tint.b, 0.f, tint.r, tint.g, tint.b, 0.f,
-                           tint.r, tint.g, tint.b, 0.f, tint.r, tint.g, tint.b, 0.f};
-    const FourPixels plains = FourPixels{} + plain;
-    // Picks lane 0 of each pixel for all four of its lanes; adding 1 or 2 picks lane 1 or 2.
-    const LaneIndices firstLanes{0, 0, 0, 0, 4, 4, 4, 4, 8, 8, 8, 8, 12, 12, 12, 12};
+              const QuadLight& adds, bool overwrite) {
     for (std::size_t i = 0; i < pixels / 4; ++i) {
-        const FourPixels t = work[i];
-        const FourPixels red = __builtin_shuffle(t, firstLanes);
-        const FourPixels green = __builtin_shuffle(t, firstLanes + 1);
-        const FourPixels blue = __builtin_shuffle(t, firstLanes + 2);
-        const FourPixels redGreen = red > green ? red : green;
-        const FourPixels brightest = redGreen > blue ? redGreen : blue;
-        const FourPixels added = plains * t + brightest * tints;
-        light[i] = overwrite ? added : light[i] + added;
+        adds.put(work[i], light[i], !overwrite);
     }
 }
 
@@ -164,21 +149,22 @@ void addLight(const FourPixels* __restrict work, FourPixels* __restrict light, s
 class LevelAdder {
 public:
     LevelAdder(const BlurLevel& level, float scale)
-        : plain(scale * level.weight * (level.colorMix > 0.f ? 1.f - level.colorMix : 1.f)),
-          tint(level.colorMix > 0.f ? level.color * (scale * level.weight * level.colorMix)
-                                    : Rgb(0.f, 0.f, 0.f, 0.f)) {}
+        : light(scale * level.weight * (level.colorMix > 0.f ? 1.f - level.colorMix : 1.f),
+                // Black when the level takes on no hue.
+                level.colorMix > 0.f ? level.color * (scale * level.weight * level.colorMix)
+                                     : Rgb(0.f, 0.f, 0.f, 0.f)) {}
 
     /// out (+)= the light of `work`, over `length` pixels, a multiple of four.
     void apply(const Rgb* work, Rgb* out, std::size_t length, bool overwrite) const {
         VESPRA_ASSERT(length % 4 == 0);
-        addLight(reinterpret_cast<const FourPixels*>(work), reinterpret_cast<FourPixels*>(out), length, plain,
-                 tint, overwrite);
+        addLight(reinterpret_cast<const FourPixels*>(work), reinterpret_cast<FourPixels*>(out), length, light,
+                 overwrite);
     }
 
+    const QuadLight& quads() const { return light; }
+
 private:
-    float plain;
-    /// Black when the level takes on no hue.
-    Rgb tint;
+    QuadLight light;
 };
 
 /// The levels worked in one sweep over the rows: the first one, whose column passes come
@@ -326,10 +312,12 @@ private:
         } else {
             gatherBand(top, rows, reach, scratch.band.data());
         }
+        // The light of a sweep of one level goes from the band to `out` as it is scattered.
+        const bool oneLevel = sweep.end - sweep.begin == 1;
         for (int i = sweep.begin; i < sweep.end && !reach.isEmpty(); ++i) {
             const BlurLevel& level = levels[std::size_t(i)];
             blurBandRows(top, reach, level.radiusX, scratch);
-            if (!shown.isEmpty()) {
+            if (!shown.isEmpty() && !oneLevel) {
                 const std::size_t first = std::size_t(shown.begin) * BAND_ROWS;
                 const std::size_t pixels = std::size_t(shown.end - shown.begin) * BAND_ROWS;
                 LevelAdder(level, scale)
@@ -343,7 +331,12 @@ private:
                 clearWorkOutside(top, rows, reach);
             }
         }
-        scatterLight(top, rows, looked, shown, scratch, output.overwrite);
+        if (oneLevel) {
+            const LevelAdder adder(levels[std::size_t(sweep.begin)], scale);
+            scatterLight(top, rows, looked, shown, scratch.band.data(), &adder.quads(), output.overwrite);
+        } else {
+            scatterLight(top, rows, looked, shown, scratch.light.data(), nullptr, output.overwrite);
+        }
         for (std::int32_t k = 0; k < rows; ++k) {
             spans[std::size_t(top + k)] = reach;
         }
@@ -423,10 +416,10 @@ private:
                      [&](RowSpan chunk) { deinterleaveBand(scratch.band.data(), chunk, targets, false); });
     }
 
-    /// Adds the band's light within `shown` to `out`, or puts it there when `overwrite`, with black
-    /// in the rest of `looked`.
-    void scatterLight(std::int32_t top, std::int32_t rows, RowSpan looked, RowSpan shown,
-                      const BandScratch& scratch, bool overwrite) {
+    /// Adds the light within `shown` to `out`, or puts it there when `overwrite`, with black in the
+    /// rest of `looked`: the interleaved `band` itself, or with `light` the light of its pixels.
+    void scatterLight(std::int32_t top, std::int32_t rows, RowSpan looked, RowSpan shown, const Rgb* band,
+                      const QuadLight* light, bool overwrite) {
         const Rgb black(0.f, 0.f, 0.f, 0.f);
         for (std::int32_t k = 0; k < rows && overwrite; ++k) {
             Rgb* row = out.row(top + k);
@@ -439,7 +432,11 @@ private:
         }
         const std::array<Rgb*, BAND_ROWS> targets = bandRows(out, top, rows);
         forEachChunk(shown, [&](RowSpan chunk) {
-            deinterleaveBand(scratch.light.data(), chunk, targets, !overwrite);
+            if (light) {
+                deinterleaveLight(band, chunk, targets, *light, !overwrite);
+            } else {
+                deinterleaveBand(band, chunk, targets, !overwrite);
+            }
         });
     }
 

@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include <gtest/gtest.h>
 
 #include "foundation/Containers.h"
@@ -57,6 +59,43 @@ TEST(BandInterleaveTest, PixelsGoToTheirPlaceInTheBandAndBack) {
                 << k << ", " << x;
             EXPECT_EQ(sums[std::size_t(k)][std::size_t(x)].r, inside ? 2.f * original.r : original.r)
                 << k << ", " << x;
+        }
+    }
+}
+
+// The light of a band's pixels reaches the rows by the formula, the last pixels of a span that
+// does not end on a group of four included, and is added to them or replaces them.
+TEST(BandInterleaveTest, LightOfTheBandGoesToTheRows) {
+    constexpr int WIDTH = 11;
+    Array<Rgb> band(std::size_t(WIDTH) * BAND_ROWS);
+    for (int x = 0; x < WIDTH; ++x) {
+        for (int k = 0; k < BAND_ROWS; ++k) {
+            band[std::size_t(x * BAND_ROWS + k)] = pixelOf(k, x);
+        }
+    }
+    const QuadLight light(0.5f, Rgb(0.25f, 2.f, -1.f, 9.f));
+    Array<Array<Rgb>> rows(BAND_ROWS, Array<Rgb>(WIDTH, Rgb(1.f, 1.f, 1.f, 1.f)));
+    Array<Array<Rgb>> sums = rows;
+    std::array<Rgb*, BAND_ROWS> targets{};
+    std::array<Rgb*, BAND_ROWS> sumTargets{};
+    for (int k = 0; k < BAND_ROWS; ++k) {
+        targets[std::size_t(k)] = rows[std::size_t(k)].data();
+        sumTargets[std::size_t(k)] = sums[std::size_t(k)].data();
+    }
+    const RowSpan span{1, 10};
+    deinterleaveLight(band.data(), span, targets, light, false);
+    deinterleaveLight(band.data(), span, sumTargets, light, true);
+    for (int k = 0; k < BAND_ROWS; ++k) {
+        for (int x = 0; x < WIDTH; ++x) {
+            const Rgb t = pixelOf(k, x);
+            const float brightest = std::max({t.r, t.g, t.b});
+            const bool inside = x >= span.begin && x < span.end;
+            const float red = 0.5f * t.r + brightest * 0.25f;
+            const float blue = 0.5f * t.b - brightest;
+            EXPECT_EQ(rows[std::size_t(k)][std::size_t(x)].r, inside ? red : 1.f) << k << ", " << x;
+            EXPECT_EQ(rows[std::size_t(k)][std::size_t(x)].b, inside ? blue : 1.f) << k << ", " << x;
+            EXPECT_EQ(rows[std::size_t(k)][std::size_t(x)].a, inside ? 0.5f * t.a : 1.f) << k << ", " << x;
+            EXPECT_EQ(sums[std::size_t(k)][std::size_t(x)].r, inside ? 1.f + red : 1.f) << k << ", " << x;
         }
     }
 }

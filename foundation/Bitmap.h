@@ -21,6 +21,11 @@ public:
     BitmapImpl(std::int32_t width, std::int32_t height, const T& value) : BitmapImpl(width, height) {
         pixels.fill(value);
     }
+    /// Pixels left unwritten (see `Array(count, UNINITIALIZED)`): for bitmaps whose every pixel
+    /// the caller writes before any is read.
+    BitmapImpl(std::int32_t width, std::int32_t height, Uninitialized)
+        : w(checkedSide(width)), h(checkedSide(height)),
+          pixels(std::size_t(w) * std::size_t(h), UNINITIALIZED) {}
 
     std::int32_t width() const { return w; }
     std::int32_t height() const { return h; }
@@ -48,6 +53,11 @@ public:
     bool operator==(const BitmapImpl&) const = default;
 
 private:
+    static std::int32_t checkedSide(std::int32_t side) {
+        VESPRA_ASSERT(side >= 0);
+        return side;
+    }
+
     std::size_t index(std::int32_t x, std::int32_t y) const {
         return std::size_t(y) * std::size_t(w) + std::size_t(x);
     }

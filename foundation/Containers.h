@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <initializer_list>
+#include <iterator>
 #include <span>
 #include <vector>
 
@@ -18,6 +19,39 @@ using ArrayView = std::span<T>;
 /// Array of compile-time length.
 template <class T, std::size_t N>
 using StaticArray = std::array<T, N>;
+
+/// Asks for items that are allocated but not written (see `Array(count, UNINITIALIZED)`).
+struct Uninitialized {};
+inline constexpr Uninitialized UNINITIALIZED{};
+
+namespace Detail {
+/// `count` copies of `UninitializedItem`, as the forward range that a vector is built from.
+class UninitializedItems {
+public:
+    using iterator_category = std::forward_iterator_tag;
+    using value_type = UninitializedItem;
+    using difference_type = std::ptrdiff_t;
+    using pointer = const UninitializedItem*;
+    using reference = UninitializedItem;
+
+    explicit UninitializedItems(std::size_t index) : index(index) {}
+
+    UninitializedItem operator*() const { return {}; }
+    UninitializedItems& operator++() {
+        ++index;
+        return *this;
+    }
+    UninitializedItems operator++(int) {
+        UninitializedItems before = *this;
+        ++index;
+        return before;
+    }
+    bool operator==(const UninitializedItems&) const = default;
+
+private:
+    std::size_t index;
+};
+} // namespace Detail
 
 /// Array owning its items, allocated with the alignment of `Float4`.
 template <class T>
@@ -34,6 +68,10 @@ public:
     Array() = default;
     explicit Array(std::size_t count) : items(count) {}
     Array(std::size_t count, const T& value) : items(count, value) {}
+    /// `count` items whose storage is left as the allocator gave it, for trivially copyable `T`:
+    /// the caller writes every item before any is read.
+    Array(std::size_t count, Uninitialized)
+        : items(Detail::UninitializedItems(0), Detail::UninitializedItems(count)) {}
     Array(std::initializer_list<T> list) : items(list) {}
     explicit Array(ArrayView<const T> view) : items(view.begin(), view.end()) {}
     template <class Iterator>

@@ -41,7 +41,7 @@ struct ColorPlanes {
 /// The pixels of `region` at zoom 1 (the display at 100 %), in parallel rows; four pixels at a
 /// time go from planes to pixels through one 4x4 transposition. Alpha is 1 without a plane.
 BitmapImpl<Rgb> interleave(const ColorPlanes& planes, const Bucket& region) {
-    BitmapImpl<Rgb> out(region.width(), region.height());
+    BitmapImpl<Rgb> out(region.width(), region.height(), UNINITIALIZED);
     const int width = region.width();
     parallelFor(
         Scheduler::highPriorityInstance(), 0, region.height(), Detail::RESAMPLE_ROW_GRAIN, [&](int y) {

@@ -1,6 +1,8 @@
 // The colour pixels of a region at zoom 1 come four at a time from the planes; widths that are
 // not a multiple of four, offsets and the missing alpha plane must come out as from one pixel.
 
+#include <cmath>
+
 #include <gtest/gtest.h>
 
 #include "base/image/ChannelImage.h"
@@ -38,4 +40,40 @@ TEST(ChannelImagePull, WholeQuadsTailsAndAlphaAtZoomOne) {
             EXPECT_EQ(rgb(x, y).a, 1.f);
         }
     }
+}
+
+// Frame-sized bitmaps start unwritten, in memory that earlier frames leave behind: a pull must
+// write every pixel itself. Blocks of that size are handed out again, so one freed full of NaN
+// shows any pixel a pull skips.
+TEST(ChannelImagePull, FramesInReusedMemoryHaveEveryPixelWritten) {
+    constexpr int SIDE = 2048;
+    const Bucket window{0, 0, SIDE, SIDE};
+    ChannelImage image(window, window, 1.f);
+    const ElementInfo color{u"Beauty", ElementInfo::KIND_COLOR, 0};
+    image.addElementChannels(color);
+    const auto value = [](int x, int y, int lane) { return float(x + SIDE * lane) - float(y) / 8.f; };
+    const char16_t* const planes[] = {u"Beauty.R", u"Beauty.G", u"Beauty.B"};
+    for (int lane = 0; lane < 3; ++lane) {
+        Stack<float>& plane = image.findChannel<float>(planes[lane])->data;
+        for (int y = 0; y < SIDE; ++y) {
+            for (int x = 0; x < SIDE; ++x) {
+                plane[std::size_t(y) * SIDE + std::size_t(x)] = value(x, y, lane);
+            }
+        }
+    }
+    const auto leaveNans = [](int pixels) { Array<Rgb> stale(std::size_t(pixels), Rgb(NAN, NAN, NAN, NAN)); };
+    const auto expectPixels = [&](const BitmapImpl<Rgb>& pulled, int step) {
+        for (int y = 0; y < pulled.height(); ++y) {
+            for (int x = 0; x < pulled.width(); ++x) {
+                const Rgb expected(value(x * step, y * step, 0), value(x * step, y * step, 1),
+                                   value(x * step, y * step, 2));
+                ASSERT_EQ(pulled(x, y), expected) << x << ", " << y;
+                ASSERT_EQ(pulled(x, y).a, 1.f) << x << ", " << y;
+            }
+        }
+    };
+    leaveNans(SIDE * SIDE);
+    expectPixels(image.getRgbBitmap(u"Beauty", window, 1.f), 1);
+    leaveNans(SIDE * SIDE / 4);
+    expectPixels(image.getRgbBitmap(u"Beauty", window, 2.f), 2);
 }

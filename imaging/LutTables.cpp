@@ -1,12 +1,13 @@
 #include "imaging/LutTables.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstdint>
 
 #include <smmintrin.h>
 
-#include "foundation/VectorClones.h"
 #include "foundation/LaneMath.h"
+#include "foundation/VectorClones.h"
 
 namespace Vespra {
 
@@ -37,13 +38,26 @@ struct LaneGrid {
     float domainMin;
     float span;
     float last;
+    /// Whether the span is a normal power of two, whose reciprocal is exact: multiplying by it
+    /// then gives the quotient's bits at a fraction of a division's cost.
+    bool exactReciprocal;
 
     explicit LaneGrid(const LutBase& table)
-        : domainMin(table.domainMin), span(table.domainMax - table.domainMin), last(float(table.size - 1)) {}
+        : domainMin(table.domainMin), span(table.domainMax - table.domainMin), last(float(table.size - 1)),
+          exactReciprocal(isNormalPowerOfTwo(span)) {}
 
+    /// With `BY_RECIPROCAL` only where `exactReciprocal` holds.
+    template <bool BY_RECIPROCAL = false>
     float position(float input) const {
-        const float t = (input - domainMin) / span;
+        const float t = BY_RECIPROCAL ? (input - domainMin) * (1.f / span) : (input - domainMin) / span;
         return laneMin(laneMax(t, 0.f), 0.999999f) * last;
+    }
+
+private:
+    static bool isNormalPowerOfTwo(float x) {
+        const auto bits = std::bit_cast<std::uint32_t>(x);
+        const std::uint32_t exponent = bits >> 23;
+        return (bits & 0x7FFFFFu) == 0 && exponent != 0 && exponent < 0xFFu;
     }
 };
 
@@ -195,120 +209,207 @@ Float4 Lut3D::interpolate(Float4 input) const {
 // The tetrahedra and sums of the one-colour form, lane by lane without its branches: the steps
 // to the corners are picked by masks in the order of the branches there, and the sorted
 // fractions are the same numbers that the branches pick. Positions are not negative, so
-// truncation is their floor. All inputs are read before the first result is written.
+// truncation is their floor. The colours go in chunks of a block, each read whole before its
+// first result is stored.
+template <class Store>
 inline void Lut3D::interpolate(const float* red, const float* green, const float* blue, int count,
-                               ColorBlock& result) const {
+                               Store store) const {
     constexpr int N = ColorBlock::SIZE;
     constexpr int GROUP = ColorBlock::GROUP;
     const LaneGrid grid(*this);
     const std::int32_t stepG = size;
     const std::int32_t stepB = size * size;
+    const std::size_t last = 1 + std::size_t(size) + std::size_t(size) * std::size_t(size);
+    const Rgb* entries = table.data();
     alignas(64) std::int32_t origin[N];
     alignas(64) std::int32_t first[N];
     alignas(64) std::int32_t second[N];
     alignas(64) float weight[4][N];
-    for (int group = 0; group < count; group += GROUP) {
-        for (int i = group; i < group + GROUP; ++i) {
-            const float positionR = grid.position(red[i]);
-            const float positionG = grid.position(green[i]);
-            const float positionB = grid.position(blue[i]);
-            const auto wholeR = std::int32_t(positionR);
-            const auto wholeG = std::int32_t(positionG);
-            const auto wholeB = std::int32_t(positionB);
-            const float fr = positionR - float(wholeR);
-            const float fg = positionG - float(wholeG);
-            const float fb = positionB - float(wholeB);
-            origin[i] = wholeR + stepG * (wholeG + stepG * wholeB);
-            const bool rOverG = fr > fg;
-            const bool gOverB = fg > fb;
-            const bool rOverB = fr > fb;
-            const bool bOverG = fb > fg;
-            const bool bOverR = fb > fr;
-            first[i] = laneSelectIndex(rOverG, laneSelectIndex(gOverB | rOverB, 1, stepB),
-                                       laneSelectIndex(bOverG, stepB, stepG));
-            second[i] = laneSelectIndex(rOverG, laneSelectIndex(gOverB, 1 + stepG, 1 + stepB),
-                                        laneSelectIndex(bOverG | bOverR, stepG + stepB, stepG + 1));
-            const float f1 = laneMax(fr, laneMax(fg, fb));
-            const float f2 = laneMax(laneMin(fr, fg), laneMin(laneMax(fr, fg), fb));
-            const float f3 = laneMin(fr, laneMin(fg, fb));
-            weight[0][i] = 1.f - f1;
-            weight[1][i] = f1 - f2;
-            weight[2][i] = f2 - f3;
-            weight[3][i] = f3;
+    const auto prepare = [&]<bool BY_RECIPROCAL>(int chunk, int length) {
+        for (int group = 0; group < length; group += GROUP) {
+            for (int i = group; i < group + GROUP; ++i) {
+                const float positionR = grid.position<BY_RECIPROCAL>(red[chunk + i]);
+                const float positionG = grid.position<BY_RECIPROCAL>(green[chunk + i]);
+                const float positionB = grid.position<BY_RECIPROCAL>(blue[chunk + i]);
+                const auto wholeR = std::int32_t(positionR);
+                const auto wholeG = std::int32_t(positionG);
+                const auto wholeB = std::int32_t(positionB);
+                const float fr = positionR - float(wholeR);
+                const float fg = positionG - float(wholeG);
+                const float fb = positionB - float(wholeB);
+                origin[i] = wholeR + stepG * (wholeG + stepG * wholeB);
+                const bool rOverG = fr > fg;
+                const bool gOverB = fg > fb;
+                const bool rOverB = fr > fb;
+                const bool bOverG = fb > fg;
+                const bool bOverR = fb > fr;
+                first[i] = laneSelectIndex(rOverG, laneSelectIndex(gOverB | rOverB, 1, stepB),
+                                           laneSelectIndex(bOverG, stepB, stepG));
+                second[i] = laneSelectIndex(rOverG, laneSelectIndex(gOverB, 1 + stepG, 1 + stepB),
+                                            laneSelectIndex(bOverG | bOverR, stepG + stepB, stepG + 1));
+                const float f1 = laneMax(fr, laneMax(fg, fb));
+                const float f2 = laneMax(laneMin(fr, fg), laneMin(laneMax(fr, fg), fb));
+                const float f3 = laneMin(fr, laneMin(fg, fb));
+                weight[0][i] = 1.f - f1;
+                weight[1][i] = f1 - f2;
+                weight[2][i] = f2 - f3;
+                weight[3][i] = f3;
+            }
         }
-    }
-    // The corners are whole entries: one load each, weighted in all lanes at once.
-    const std::size_t last = 1 + std::size_t(size) + std::size_t(size) * std::size_t(size);
-    const Rgb* entries = table.data();
-    const auto blend = [&](int k) {
-        const Rgb* c000 = entries + origin[k];
-        return Float4(weight[0][k]) * Float4(c000[0]) + Float4(weight[1][k]) * Float4(c000[first[k]]) +
-               Float4(weight[2][k]) * Float4(c000[second[k]]) + Float4(weight[3][k]) * Float4(c000[last]);
     };
-    for (int i = 0; i < count; i += 4) {
-        result.setQuad(i, blend(i), blend(i + 1), blend(i + 2), blend(i + 3));
+    for (int chunk = 0; chunk < count; chunk += N) {
+        const int length = std::min(N, count - chunk);
+        if (grid.exactReciprocal) {
+            prepare.template operator()<true>(chunk, length);
+        } else {
+            prepare.template operator()<false>(chunk, length);
+        }
+        // The corners are whole entries: one load each, weighted in all lanes at once.
+        const auto blend = [&](int k) {
+            const Rgb* c000 = entries + origin[k];
+            return Float4(weight[0][k]) * Float4(c000[0]) + Float4(weight[1][k]) * Float4(c000[first[k]]) +
+                   Float4(weight[2][k]) * Float4(c000[second[k]]) + Float4(weight[3][k]) * Float4(c000[last]);
+        };
+        for (int i = 0; i < length; i += 4) {
+            store(chunk + i, blend(i), blend(i + 1), blend(i + 2), blend(i + 3));
+        }
     }
 }
 
-// The one-colour form side by side: the colour is interpolated at the limit, and each channel
-// above it adds its slope, channel by channel in the same order. A channel within the domain
-// adds +0, which the final limit to non-negative values cannot tell from adding nothing.
-inline void Lut3D::extrapolate(const ColorBlock& input, int count, ColorBlock& result) const {
-    constexpr int GROUP = ColorBlock::GROUP;
-    const int lanes = ColorBlock::groupedLanes(count);
-    const float limit = domainMax;
-    ColorBlock limited;
-    for (int c = 0; c < 3; ++c) {
-        const float* in = input.channel(c);
-        float* out = limited.channel(c);
-        for (int group = 0; group < lanes; group += GROUP) {
-            for (int i = group; i < group + GROUP; ++i) {
-                out[i] = laneMin(in[i], limit);
-            }
+// The slope of a channel above the domain is taken towards its foot: the colour limited to the
+// domain with this channel at the foot of the extrapolation base. Colours above the domain in all
+// three channels, the common case of bright lights, are the top corner when limited, so per
+// channel they share one foot, which is interpolated once. Every outlier has three slots, one per
+// channel; a channel within the domain points to any foot and is masked off.
+class Lut3D::Excesses {
+public:
+    static constexpr int N = ColorBlock::SIZE;
+    /// Each outlier has at most two feet of its own, and there are three shared ones.
+    static constexpr int CAPACITY = 2 * N + ColorBlock::GROUP;
+
+    /// Per colour: how many channels lie above the domain.
+    alignas(64) std::int32_t channelsAbove[N];
+    int count = 0;
+    /// Per outlier: its place, and per channel its excess over the domain's limit, whether the
+    /// channel lies above (all bits set) or not (zero), and the index of its foot. The fourth
+    /// lanes are not used.
+    int place[N];
+    alignas(16) float excess[N][4];
+    alignas(16) float above[N][4];
+    int footOf[N][3];
+    int footCount = 0;
+    /// Zeros follow the last foot to the end of its group.
+    alignas(64) float feet[3][CAPACITY];
+
+    Excesses(const ColorBlock& block, float limit, float footValue) {
+        int outliers = 0;
+        int saturated = 0;
+        for (int i = 0; i < N; ++i) {
+            channelsAbove[i] = std::int32_t(block.r[i] > limit) + std::int32_t(block.g[i] > limit) +
+                               std::int32_t(block.b[i] > limit);
+            outliers += std::int32_t(channelsAbove[i] != 0);
+            saturated += std::int32_t(channelsAbove[i] == 3);
         }
-    }
-    ColorBlock atLimit;
-    interpolate(limited.r, limited.g, limited.b, count, atLimit);
-    result = atLimit;
-    alignas(64) float belowLimit[ColorBlock::SIZE];
-    std::fill_n(belowLimit, lanes, domainMax - EXTRAPOLATION_BASE);
-    for (int c = 0; c < 3; ++c) {
-        const float* excess = input.channel(c);
-        if (std::none_of(excess, excess + count, [limit](float x) { return x > limit; })) {
-            continue;
+        if (outliers == 0) {
+            return;
         }
-        ColorBlock below;
-        interpolate(c == 0 ? belowLimit : limited.r, c == 1 ? belowLimit : limited.g,
-                    c == 2 ? belowLimit : limited.b, count, below);
-        for (int target = 0; target < 3; ++target) {
-            float* sum = result.channel(target);
-            const float* atTop = atLimit.channel(target);
-            const float* atBelow = below.channel(target);
-            for (int group = 0; group < lanes; group += GROUP) {
-                for (int i = group; i < group + GROUP; ++i) {
-                    const float slope = (excess[i] - limit) * (atTop[i] - atBelow[i]) / EXTRAPOLATION_BASE;
-                    sum[i] = sum[i] + Detail::laneSelect(excess[i] > limit, slope, 0.f);
+        // The shared feet come first, so that every outlier has foot 0 to point to.
+        if (saturated > 0) {
+            for (int channel = 0; channel < 3; ++channel) {
+                for (int c = 0; c < 3; ++c) {
+                    feet[c][channel] = c == channel ? footValue : limit;
                 }
             }
+            footCount = 3;
         }
-    }
-    for (int c = 0; c < 3; ++c) {
-        float* values = result.channel(c);
-        for (int group = 0; group < lanes; group += GROUP) {
-            for (int i = group; i < group + GROUP; ++i) {
-                values[i] = laneMax(values[i], 0.f);
+        for (int word = 0; word < N; word += 64) {
+            for (std::uint64_t bits = outlierBits(word); bits != 0; bits &= bits - 1) {
+                add(block, word + std::countr_zero(bits), limit, footValue);
             }
         }
+        for (float* values : feet) {
+            std::fill(values + footCount, values + ColorBlock::groupedLanes(footCount), 0.f);
+        }
+    }
+
+private:
+    /// Bit i tells whether colour word + i is an outlier.
+    std::uint64_t outlierBits(int word) const {
+        std::uint64_t bits = 0;
+        for (int i = 0; i < 64; i += 4) {
+            const __m128i counts = _mm_load_si128(reinterpret_cast<const __m128i*>(channelsAbove + word + i));
+            const __m128i isOutlier = _mm_cmpgt_epi32(counts, _mm_setzero_si128());
+            bits |= std::uint64_t(_mm_movemask_ps(_mm_castsi128_ps(isOutlier))) << i;
+        }
+        return bits;
+    }
+
+    // Without branches on the channels: a foot is written for every channel and kept only for
+    // those above the domain of colours that do not share the feet.
+    void add(const ColorBlock& block, int i, float limit, float footValue) {
+        const Float4 color = block.pixel(i);
+        (color - Float4(limit)).store(excess[count]);
+        (color > Float4(limit)).store(above[count]);
+        alignas(16) float limited[4];
+        min(color, Float4(limit)).store(limited);
+        const bool shares = channelsAbove[i] == 3;
+        place[count] = i;
+        for (int channel = 0; channel < 3; ++channel) {
+            for (int c = 0; c < 3; ++c) {
+                feet[c][footCount] = c == channel ? footValue : limited[c];
+            }
+            const bool ownFoot = (block.channel(channel)[i] > limit) & !shares;
+            footOf[count][channel] = laneSelectIndex(shares, channel, laneSelectIndex(ownFoot, footCount, 0));
+            footCount += std::int32_t(ownFoot);
+        }
+        ++count;
+    }
+};
+
+// The one-colour form, outlier by outlier: each channel above the domain adds its excess times
+// the slope between the colour at the limit and at its foot, in the order of the channels, and
+// the colour is then limited to non-negative values.
+inline void Lut3D::extrapolate(const Excesses& excesses, ColorBlock& colors) const {
+    alignas(16) Float4 atFoot[Excesses::CAPACITY];
+    interpolate(excesses.feet[0], excesses.feet[1], excesses.feet[2], excesses.footCount,
+                [&atFoot](int i, Float4 p0, Float4 p1, Float4 p2, Float4 p3) {
+                    atFoot[i] = p0;
+                    atFoot[i + 1] = p1;
+                    atFoot[i + 2] = p2;
+                    atFoot[i + 3] = p3;
+                });
+    for (int k = 0; k < excesses.count; ++k) {
+        const int i = excesses.place[k];
+        const Float4 atLimit = colors.pixel(i);
+        Float4 result = atLimit;
+        for (int channel = 0; channel < 3; ++channel) {
+            const Float4 slope = Float4(excesses.excess[k][channel]) *
+                                 (atLimit - atFoot[excesses.footOf[k][channel]]) / Float4(EXTRAPOLATION_BASE);
+            result = select(Float4(excesses.above[k][channel]), result + slope, result);
+        }
+        colors.setPixel(i, max(result, Float4(0.f)));
     }
 }
 
+// The colours with a channel above the domain enter the interpolation limited to it, which gives
+// their colour at the limit: the grid positions of the inputs above it are those of its top,
+// while a NaN beside a channel above counts as the top, as in the one-colour form.
 VESPRA_VECTOR_CLONES [[gnu::flatten]] void Lut3D::evaluate(ColorBlock& colors) const {
-    const Outliers outliers(colors, domainMax);
-    interpolate(colors.r, colors.g, colors.b, ColorBlock::SIZE, colors);
-    if (outliers.count > 0) {
-        ColorBlock extrapolated;
-        extrapolate(outliers.colors, outliers.count, extrapolated);
-        outliers.scatter(extrapolated, colors);
+    const Excesses excesses(colors, domainMax, domainMax - EXTRAPOLATION_BASE);
+    if (excesses.count > 0) {
+        const float limit = domainMax;
+        colors.forEachChannel([&excesses, limit](float* channel) {
+            for (int i = 0; i < ColorBlock::SIZE; ++i) {
+                channel[i] = Detail::laneSelect(excesses.channelsAbove[i] != 0, laneMin(channel[i], limit),
+                                                channel[i]);
+            }
+        });
+    }
+    interpolate(
+        colors.r, colors.g, colors.b, ColorBlock::SIZE,
+        [&colors](int i, Float4 p0, Float4 p1, Float4 p2, Float4 p3) { colors.setQuad(i, p0, p1, p2, p3); });
+    if (excesses.count > 0) {
+        extrapolate(excesses, colors);
     }
 }
 

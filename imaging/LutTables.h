@@ -75,13 +75,17 @@ public:
     Float4 interpolate(Float4 input) const;
 
 private:
-    /// `interpolate` of the first `count` colours given by their channels, into `result`,
-    /// which may hold them.
-    void interpolate(const float* red, const float* green, const float* blue, int count,
-                     ColorBlock& result) const;
-    /// `evaluate` of the first `count` colours of `input`, each of which has a channel above
-    /// the domain, into `result`.
-    void extrapolate(const ColorBlock& input, int count, ColorBlock& result) const;
+    /// The channels of a block's colours that lie above the domain (LutTables.cpp).
+    class Excesses;
+
+    /// `interpolate` of the first `count` colours given by their channels, whose lanes are
+    /// readable to the end of the last group. Results go four at a time to
+    /// `store(index, p0, p1, p2, p3)`, which may overwrite the inputs.
+    template <class Store>
+    void interpolate(const float* red, const float* green, const float* blue, int count, Store store) const;
+    /// `evaluate` of the outliers of `excesses` in `colors`, which hold their interpolation
+    /// limited to the domain.
+    void extrapolate(const Excesses& excesses, ColorBlock& colors) const;
 };
 
 /// The table that undoes a 1-D table, found by bisection to within one entry's width.

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <functional>
 #include <random>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -122,6 +123,50 @@ TEST(LutBlockTest, LookUpOfABlockMatchesOneColourAtATime) {
                                 1e-5f * std::max(std::abs(expected[c]), 1.f));
                 }
             }
+        }
+    }
+}
+
+// Cubes large enough that the foot of the extrapolation lies cells below the top, blocks where
+// whole runs of colours lie above the domain in every channel (they share their feet), and NaN
+// beside a channel above (it counts as the top), over domains whose span is a power of two and
+// one whose span is not.
+TEST(LutBlockTest, BrightColoursOfALargeCubeMatchOneColourAtATime) {
+    std::mt19937 random(23);
+    Lut3D cube = randomCube(33, random);
+    std::uniform_real_distribution<float> value(-0.2f, 2.5f);
+    std::uniform_int_distribution<int> kind(0, 7);
+    for (const auto& [low, high] : {std::pair(0.f, 1.f), std::pair(-1.f, 1.f), std::pair(0.1f, 1.3f)}) {
+        cube.domainMin = low;
+        cube.domainMax = high;
+        for (int round = 0; round < 40; ++round) {
+            ColorBlock input;
+            for (int i = 0; i < ColorBlock::SIZE; ++i) {
+                float c[3] = {value(random), value(random), value(random)};
+                switch (kind(random)) {
+                case 0: // above in every channel
+                case 1:
+                    c[0] = high + std::abs(c[0]);
+                    c[1] = high + std::abs(c[1]);
+                    c[2] = high + std::abs(c[2]);
+                    break;
+                case 2: // NaN beside a channel above
+                    c[0] = high + 0.5f;
+                    c[1] = NAN;
+                    break;
+                case 3: // within the domain
+                    c[0] = std::clamp(c[0], low, high);
+                    c[1] = std::clamp(c[1], low, high);
+                    c[2] = std::clamp(c[2], low, high);
+                    break;
+                default:
+                    break;
+                }
+                input.setPixel(i, Float4(c[0], c[1], c[2], 0.f));
+            }
+            ColorBlock mapped = input;
+            cube.evaluate(mapped);
+            expectSameBits(mapped, input, [&](Float4 p) { return cube.evaluate(p); });
         }
     }
 }

@@ -89,8 +89,10 @@ void addGlare(const Bitmap& source, const PostProcessData::BloomGlare& params, f
         // whole; `rotated` only holds the blurred levels.
         const RotatedPicture picture(source, -angle, size);
         const CascadeInput input = cascadeInput(picture, lit);
-        rotated.resize(size.x, size.y);
-        streaks.resize(size.x, size.y);
+        // The cascade writes `rotated` before it reads it, and `streaks` where the rotation back
+        // reads them.
+        rotated = Bitmap(size.x, size.y, UNINITIALIZED);
+        streaks = Bitmap(size.x, size.y, UNINITIALIZED);
         const BlurLevels levels = blurLevels(size, params.streakBlur * STREAK_THICKNESS, params.colorShift,
                                              params.colorIntensity, GLARE_GROWTH);
         const Array<RowSpan> needed = readWhenRotated(size, angle, source.size());
@@ -158,7 +160,8 @@ void bloomAndGlare(Flags<ImageOperatorsFlag> flags, Bitmap& bitmap,
         return;
     }
     applyThreshold(bitmap, params.threshold, flags);
-    Bitmap light(bitmap.width(), bitmap.height());
+    // The first streak, or else the bloom, overwrites every pixel.
+    Bitmap light(bitmap.width(), bitmap.height(), UNINITIALIZED);
     if (glare) {
         addGlare(bitmap, params, params.glareIntensity * GLARE_SCALE, light, flags);
     }

@@ -29,31 +29,41 @@ constexpr int QUADS = BAND_ROWS / 4;
     quad[3] = __builtin_shuffle(b, d, highPairs);
 }
 
+/// Calls `body(x, q)` for each whole group of four pixels from x in `pixels` and each quarter q
+/// of a band's rows; answers where the pixels past the last whole group start.
+template <class Body>
+[[gnu::always_inline]] inline std::int32_t forEachQuadBlock(RowSpan pixels, Body body) {
+    std::int32_t x = pixels.begin;
+    for (; x + 4 <= pixels.end; x += 4) {
+#pragma GCC unroll 4
+        for (int q = 0; q < QUADS; ++q) {
+            body(x, q);
+        }
+    }
+    return x;
+}
+
 } // namespace
 
 // Four pixels of four rows are read as four vectors, one per row, and turned into four vectors
 // of one pixel of each row, which is how the band holds them; the pixels past the last whole
 // group of four go one by one.
-VESPRA_VECTOR_CLONES void interleaveBand(const std::array<const Rgb*, BAND_ROWS>& rows, RowSpan pixels,
-                                         Rgb* band) {
-    std::int32_t x = pixels.begin;
-    for (; x + 4 <= pixels.end; x += 4) {
+VESPRA_VECTOR_CLONES [[gnu::flatten]] void interleaveBand(const std::array<const Rgb*, BAND_ROWS>& rows,
+                                                          RowSpan pixels, Rgb* band) {
+    const std::int32_t tail = forEachQuadBlock(pixels, [&](std::int32_t x, int q) {
+        FourPixels quad[4];
 #pragma GCC unroll 4
-        for (int q = 0; q < QUADS; ++q) {
-            FourPixels quad[4];
-#pragma GCC unroll 4
-            for (int k = 0; k < 4; ++k) {
-                const Rgb* row = rows[std::size_t(4 * q + k)];
-                quad[k] = row ? quadAt(row + x) : FourPixels{};
-            }
-            transposeQuads(quad);
-#pragma GCC unroll 4
-            for (int p = 0; p < 4; ++p) {
-                quadAt(band + std::ptrdiff_t(x + p) * BAND_ROWS + 4 * q) = quad[p];
-            }
+        for (int k = 0; k < 4; ++k) {
+            const Rgb* row = rows[std::size_t(4 * q + k)];
+            quad[k] = row ? quadAt(row + x) : FourPixels{};
         }
-    }
-    for (; x < pixels.end; ++x) {
+        transposeQuads(quad);
+#pragma GCC unroll 4
+        for (int p = 0; p < 4; ++p) {
+            quadAt(band + std::ptrdiff_t(x + p) * BAND_ROWS + 4 * q) = quad[p];
+        }
+    });
+    for (std::int32_t x = tail; x < pixels.end; ++x) {
         for (int k = 0; k < BAND_ROWS; ++k) {
             const Rgb* row = rows[std::size_t(k)];
             (row ? Float4(row[x]) : Float4()).store(&band[std::ptrdiff_t(x) * BAND_ROWS + k].r);
@@ -68,24 +78,20 @@ namespace {
 template <class Put>
 [[gnu::always_inline]] inline void forEachRowQuad(const Rgb* band, RowSpan pixels,
                                                   const std::array<Rgb*, BAND_ROWS>& rows, Put put) {
-    std::int32_t x = pixels.begin;
-    for (; x + 4 <= pixels.end; x += 4) {
+    const std::int32_t x = forEachQuadBlock(pixels, [&](std::int32_t x, int q) {
+        FourPixels quad[4];
 #pragma GCC unroll 4
-        for (int q = 0; q < QUADS; ++q) {
-            FourPixels quad[4];
+        for (int p = 0; p < 4; ++p) {
+            quad[p] = quadAt(band + std::ptrdiff_t(x + p) * BAND_ROWS + 4 * q);
+        }
+        transposeQuads(quad);
 #pragma GCC unroll 4
-            for (int p = 0; p < 4; ++p) {
-                quad[p] = quadAt(band + std::ptrdiff_t(x + p) * BAND_ROWS + 4 * q);
-            }
-            transposeQuads(quad);
-#pragma GCC unroll 4
-            for (int k = 0; k < 4; ++k) {
-                if (Rgb* row = rows[std::size_t(4 * q + k)]) {
-                    put(quad[k], row + x);
-                }
+        for (int k = 0; k < 4; ++k) {
+            if (Rgb* row = rows[std::size_t(4 * q + k)]) {
+                put(quad[k], row + x);
             }
         }
-    }
+    });
     const std::int32_t left = pixels.end - x;
     if (left <= 0) {
         return;

@@ -80,8 +80,6 @@ void addGlare(const Bitmap& source, const PostProcessData::BloomGlare& params, f
     const Flags<ImageOperatorsFlag> streakFlags = flags & ImageOperatorsFlag::PARALLEL;
     const float step = 180.f / float(params.streakCount);
     const LitBox lit = litBox(source, streakFlags);
-    Bitmap rotated;
-    Bitmap streaks;
     for (int i = 0; i < params.streakCount; ++i) {
         const float angle = float(i) * step + params.rotation;
         const Pixel size = rotatedSize(source.size(), angle);
@@ -91,8 +89,8 @@ void addGlare(const Bitmap& source, const PostProcessData::BloomGlare& params, f
         const CascadeInput input = cascadeInput(picture, lit);
         // The cascade writes `rotated` before it reads it, and `streaks` where the rotation back
         // reads them.
-        rotated = Bitmap(size.x, size.y, UNINITIALIZED);
-        streaks = Bitmap(size.x, size.y, UNINITIALIZED);
+        Bitmap rotated(size.x, size.y, UNINITIALIZED);
+        Bitmap streaks(size.x, size.y, UNINITIALIZED);
         const BlurLevels levels = blurLevels(size, params.streakBlur * STREAK_THICKNESS, params.colorShift,
                                              params.colorIntensity, GLARE_GROWTH);
         const Array<RowSpan> needed = readWhenRotated(size, angle, source.size());

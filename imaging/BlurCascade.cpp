@@ -55,7 +55,6 @@ std::int32_t panoramaRadius(std::int32_t radius, std::int32_t y, Pixel size) {
 
 /// How many steps ahead of the one entering it a walk asks for the steps to come.
 constexpr std::int32_t PREFETCH_STEPS = 8;
-constexpr std::size_t CACHE_LINE = 64;
 
 /// One pixel in one register.
 using OnePixel = float __attribute__((vector_size(16)));
@@ -107,7 +106,7 @@ VESPRA_VECTOR_CLONES void blurInPlace(float* start, std::ptrdiff_t stride, std::
         // does not follow; the steps to come are asked for ahead of time instead.
         if (j + radius + PREFETCH_STEPS < count) {
             const auto* ahead = reinterpret_cast<const char*>(at(j + radius + PREFETCH_STEPS));
-            for (std::size_t line = 0; line < sizeof(Vector) * N; line += CACHE_LINE) {
+            for (std::size_t line = 0; line < sizeof(Vector) * N; line += Detail::CACHE_LINE_SIZE) {
                 __builtin_prefetch(ahead + line);
             }
         }

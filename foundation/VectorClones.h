@@ -10,3 +10,16 @@
 #define VESPRA_VECTOR_CLONES                                                                                 \
     __attribute__((target_clones("default", "arch=x86-64-v3", "arch=x86-64-v4"),                             \
                    optimize("vect-cost-model=dynamic")))
+
+namespace Vespra::Detail {
+
+/// The bytes of the widest registers of the clone that runs on this processor: 64, 32 or 16.
+/// Kernels whose vector types have a fixed width (the compiler lowers a type wider than the
+/// registers through memory) pick the type that fits by this.
+int cloneVectorBytes();
+
+/// Makes `cloneVectorBytes` answer at most `bytes` (64 lifts the limit), so that tests can run
+/// the narrower kernels on a processor with wider registers.
+void limitCloneVectorBytes(int bytes);
+
+} // namespace Vespra::Detail

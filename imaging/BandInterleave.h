@@ -3,7 +3,7 @@
 #include <array>
 
 #include "foundation/Rgb.h"
-#include "imaging/FourPixels.h"
+#include "imaging/PixelVectors.h"
 #include "imaging/RowSpan.h"
 
 namespace Vespra {
@@ -23,6 +23,6 @@ void deinterleaveBand(const Rgb* band, RowSpan pixels, const std::array<Rgb*, BA
 
 /// As `deinterleaveBand`, of the light of the band's pixels instead of the pixels.
 void deinterleaveLight(const Rgb* band, RowSpan pixels, const std::array<Rgb*, BAND_ROWS>& rows,
-                       const QuadLight& light, bool add);
+                       const PixelLight& light, bool add);
 
 } // namespace Vespra

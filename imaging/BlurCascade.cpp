@@ -50,14 +50,16 @@ std::int32_t panoramaRadius(std::int32_t radius, std::int32_t y, Pixel size) {
     return std::int32_t(std::min(float(radius) / sine, float(size.x) * 0.5f));
 }
 
-/// Four pixels, in whatever registers the processor has: one AVX-512 register, two AVX ones, or
-/// four SSE ones.
+/// How many steps ahead of the one entering it a walk with vectors of `Vector` asks for the steps
+/// to come: 8 for AVX-512. The walks of narrower vectors are narrower, so their steps go by faster
+/// and they look further ahead.
+template <class Vector>
+constexpr std::int32_t PREFETCH_STEPS = 8 * std::int32_t(64 / sizeof(Vector));
 
-/// How many steps ahead of the one entering it a walk asks for the steps to come.
-constexpr std::int32_t PREFETCH_STEPS = 8;
-
-/// One pixel in one register.
-using OnePixel = float __attribute__((vector_size(16)));
+/// Pixels of one walk with vectors of `PIXELS`: the running sums of its two passes take 16 of the
+/// 32 registers of AVX-512, or 8 of the 16 of AVX and SSE.
+template <int PIXELS>
+constexpr int WALK_PIXELS = PIXELS == 4 ? 32 : 4 * PIXELS;
 
 /// Both box passes of radius `radius` over `count` steps of `N` vectors, the first step at
 /// `start` and the next `stride` floats further on, in one walk along the steps: each output is
@@ -104,8 +106,8 @@ VESPRA_VECTOR_CLONES void blurInPlace(float* start, std::ptrdiff_t stride, std::
     for (std::int32_t j = 0; j < count; ++j) {
         // Down a strip each step lies in a page of its own, where the processor's own prefetching
         // does not follow; the steps to come are asked for ahead of time instead.
-        if (j + radius + PREFETCH_STEPS < count) {
-            const auto* ahead = reinterpret_cast<const char*>(at(j + radius + PREFETCH_STEPS));
+        if (j + radius + PREFETCH_STEPS<Vector> < count) {
+            const auto* ahead = reinterpret_cast<const char*>(at(j + radius + PREFETCH_STEPS<Vector>));
             for (std::size_t line = 0; line < sizeof(Vector) * N; line += Detail::CACHE_LINE_SIZE) {
                 __builtin_prefetch(ahead + line);
             }
@@ -136,34 +138,37 @@ VESPRA_VECTOR_CLONES void blurInPlace(float* start, std::ptrdiff_t stride, std::
 }
 
 /// light (+)= the light of the `pixels` pixels of `work`, a multiple of four.
-VESPRA_VECTOR_CLONES
-void addLight(const FourPixels* __restrict work, FourPixels* __restrict light, std::size_t pixels,
-              const QuadLight& adds, bool overwrite) {
-    for (std::size_t i = 0; i < pixels / 4; ++i) {
-        adds.put(work[i], light[i], !overwrite);
-    }
+VESPRA_VECTOR_CLONES [[gnu::flatten]] void addLight(const Rgb* __restrict work, Rgb* __restrict light,
+                                                    std::size_t pixels, const PixelLight& adds,
+                                                    bool overwrite) {
+    withRegisterPixels([&](auto lanes) [[gnu::always_inline]] {
+        constexpr int PIXELS = decltype(lanes)::value;
+        const PixelLight::Lanes<PIXELS> perPixel = adds.lanes<PIXELS>();
+        for (std::size_t i = 0; i < pixels; i += PIXELS) {
+            perPixel.put(pixelsAt<PIXELS>(work + i), pixelsAt<PIXELS>(light + i), !overwrite);
+        }
+    });
 }
 
 /// The weighted, coloured light of one level.
 class LevelAdder {
 public:
     LevelAdder(const BlurLevel& level, float scale)
-        : light(scale * level.weight * (level.colorMix > 0.f ? 1.f - level.colorMix : 1.f),
+        : light{scale * level.weight * (level.colorMix > 0.f ? 1.f - level.colorMix : 1.f),
                 // Black when the level takes on no hue.
                 level.colorMix > 0.f ? level.color * (scale * level.weight * level.colorMix)
-                                     : Rgb(0.f, 0.f, 0.f, 0.f)) {}
+                                     : Rgb(0.f, 0.f, 0.f, 0.f)} {}
 
     /// out (+)= the light of `work`, over `length` pixels, a multiple of four.
     void apply(const Rgb* work, Rgb* out, std::size_t length, bool overwrite) const {
         VESPRA_ASSERT(length % 4 == 0);
-        addLight(reinterpret_cast<const FourPixels*>(work), reinterpret_cast<FourPixels*>(out), length, light,
-                 overwrite);
+        addLight(work, out, length, light, overwrite);
     }
 
-    const QuadLight& quads() const { return light; }
+    const PixelLight& perPixel() const { return light; }
 
 private:
-    QuadLight light;
+    PixelLight light;
 };
 
 /// The levels worked in one sweep over the rows: the first one, whose column passes come
@@ -222,23 +227,28 @@ float* floats(Rgb* pixels) {
     return &pixels->r;
 }
 
-/// Both column passes over a strip of `pixels` columns, at most STRIP_PIXELS. A strip cut short
-/// at the picture's right edge goes four columns, and then one, at a time.
+/// Both column passes over a strip of `pixels` columns, at most STRIP_PIXELS, in walks as wide as
+/// the registers hold; a strip cut short at the picture's right edge ends with walks of one
+/// vector, and then of one pixel.
 void blurStripColumns(float* top, std::ptrdiff_t stride, std::int32_t count, std::int32_t pixels,
                       std::int32_t radius, Rgb* ringPixels) {
-    auto* ring = reinterpret_cast<FourPixels*>(ringPixels);
-    if (pixels == STRIP_PIXELS) {
-        blurInPlace<FourPixels, STRIP_PIXELS / 4>(top, stride, count, radius, ring);
-        return;
-    }
-    std::int32_t x = 0;
-    for (; x + 4 <= pixels; x += 4) {
-        blurInPlace<FourPixels, 1>(top + x * FLOATS_PER_PIXEL, stride, count, radius, ring);
-    }
-    for (; x < pixels; ++x) {
-        blurInPlace<OnePixel, 1>(top + x * FLOATS_PER_PIXEL, stride, count, radius,
-                                 reinterpret_cast<OnePixel*>(ringPixels));
-    }
+    withRegisterPixels([&](auto lanes) {
+        constexpr int PIXELS = decltype(lanes)::value;
+        constexpr int WALK = WALK_PIXELS<PIXELS>;
+        using Vector = PixelVector<PIXELS>;
+        auto* ring = reinterpret_cast<Vector*>(ringPixels);
+        std::int32_t x = 0;
+        for (; x + WALK <= pixels; x += WALK) {
+            blurInPlace<Vector, WALK / PIXELS>(top + x * FLOATS_PER_PIXEL, stride, count, radius, ring);
+        }
+        for (; x + PIXELS <= pixels; x += PIXELS) {
+            blurInPlace<Vector, 1>(top + x * FLOATS_PER_PIXEL, stride, count, radius, ring);
+        }
+        for (; x < pixels; ++x) {
+            blurInPlace<PixelVector<1>, 1>(top + x * FLOATS_PER_PIXEL, stride, count, radius,
+                                           reinterpret_cast<PixelVector<1>*>(ringPixels));
+        }
+    });
 }
 
 bool isBlack(const Rgb& pixel) {
@@ -332,7 +342,7 @@ private:
         }
         if (oneLevel) {
             const LevelAdder adder(levels[std::size_t(sweep.begin)], scale);
-            scatterLight(top, rows, looked, shown, scratch.band.data(), &adder.quads(), output.overwrite);
+            scatterLight(top, rows, looked, shown, scratch.band.data(), &adder.perPixel(), output.overwrite);
         } else {
             scatterLight(top, rows, looked, shown, scratch.light.data(), nullptr, output.overwrite);
         }
@@ -418,7 +428,7 @@ private:
     /// Adds the light within `shown` to `out`, or puts it there when `overwrite`, with black in the
     /// rest of `looked`: the interleaved `band` itself, or with `light` the light of its pixels.
     void scatterLight(std::int32_t top, std::int32_t rows, RowSpan looked, RowSpan shown, const Rgb* band,
-                      const QuadLight* light, bool overwrite) {
+                      const PixelLight* light, bool overwrite) {
         const Rgb black(0.f, 0.f, 0.f, 0.f);
         for (std::int32_t k = 0; k < rows && overwrite; ++k) {
             Rgb* row = out.row(top + k);
@@ -466,10 +476,17 @@ private:
             return;
         }
         // A band's pixels are vectors of one pixel of each of its rows, so its row passes are the
-        // walk of a column pass along them, with `between` as the ring.
-        blurInPlace<FourPixels, BAND_ROWS / 4>(floats(band + std::ptrdiff_t(reach.begin) * BAND_ROWS),
-                                               BAND_ROWS * FLOATS_PER_PIXEL, reach.end - reach.begin, radius,
-                                               reinterpret_cast<FourPixels*>(between));
+        // walks of a column pass along them, with `between` as the ring.
+        withRegisterPixels([&](auto lanes) {
+            constexpr int PIXELS = decltype(lanes)::value;
+            constexpr int WALK = std::min(WALK_PIXELS<PIXELS>, BAND_ROWS);
+            using Vector = PixelVector<PIXELS>;
+            for (int k = 0; k < BAND_ROWS; k += WALK) {
+                blurInPlace<Vector, WALK / PIXELS>(floats(band + std::ptrdiff_t(reach.begin) * BAND_ROWS + k),
+                                                   BAND_ROWS * FLOATS_PER_PIXEL, reach.end - reach.begin,
+                                                   radius, reinterpret_cast<Vector*>(between));
+            }
+        });
     }
 
     /// Both column passes, strip by strip: each step down a strip reads and writes whole stretches

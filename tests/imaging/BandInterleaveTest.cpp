@@ -4,6 +4,7 @@
 
 #include "foundation/Containers.h"
 #include "imaging/BandInterleave.h"
+#include "tests/imaging/RegisterWidths.h"
 
 namespace Vespra {
 namespace {
@@ -15,7 +16,7 @@ Rgb pixelOf(int k, int x) {
 // Spans that start and end off the groups of four pixels, and a band cut short by the picture's
 // bottom: every pixel lands where the band's layout puts it, black for the missing rows, and
 // the way back restores, or adds to, exactly the pixels of the span.
-TEST(BandInterleaveTest, PixelsGoToTheirPlaceInTheBandAndBack) {
+void checkPixelsGoToTheirPlaceInTheBandAndBack() {
     constexpr int WIDTH = 23;
     constexpr int PRESENT = 11;
     Array<Array<Rgb>> rows(PRESENT, Array<Rgb>(WIDTH));
@@ -65,7 +66,7 @@ TEST(BandInterleaveTest, PixelsGoToTheirPlaceInTheBandAndBack) {
 
 // The light of a band's pixels reaches the rows by the formula, the last pixels of a span that
 // does not end on a group of four included, and is added to them or replaces them.
-TEST(BandInterleaveTest, LightOfTheBandGoesToTheRows) {
+void checkLightOfTheBandGoesToTheRows() {
     constexpr int WIDTH = 11;
     Array<Rgb> band(std::size_t(WIDTH) * BAND_ROWS);
     for (int x = 0; x < WIDTH; ++x) {
@@ -73,7 +74,7 @@ TEST(BandInterleaveTest, LightOfTheBandGoesToTheRows) {
             band[std::size_t(x * BAND_ROWS + k)] = pixelOf(k, x);
         }
     }
-    const QuadLight light(0.5f, Rgb(0.25f, 2.f, -1.f, 9.f));
+    const PixelLight light{0.5f, Rgb(0.25f, 2.f, -1.f, 9.f)};
     Array<Array<Rgb>> rows(BAND_ROWS, Array<Rgb>(WIDTH, Rgb(1.f, 1.f, 1.f, 1.f)));
     Array<Array<Rgb>> sums = rows;
     std::array<Rgb*, BAND_ROWS> targets{};
@@ -97,6 +98,23 @@ TEST(BandInterleaveTest, LightOfTheBandGoesToTheRows) {
             EXPECT_EQ(rows[std::size_t(k)][std::size_t(x)].a, inside ? 0.5f * t.a : 1.f) << k << ", " << x;
             EXPECT_EQ(sums[std::size_t(k)][std::size_t(x)].r, inside ? 1.f + red : 1.f) << k << ", " << x;
         }
+    }
+}
+
+// Each at every register width the processor runs.
+TEST(BandInterleaveTest, PixelsGoToTheirPlaceInTheBandAndBack) {
+    for (const int bytes : runnableVectorBytes()) {
+        const NarrowerRegisters narrower(bytes);
+        SCOPED_TRACE(bytes);
+        checkPixelsGoToTheirPlaceInTheBandAndBack();
+    }
+}
+
+TEST(BandInterleaveTest, LightOfTheBandGoesToTheRows) {
+    for (const int bytes : runnableVectorBytes()) {
+        const NarrowerRegisters narrower(bytes);
+        SCOPED_TRACE(bytes);
+        checkLightOfTheBandGoesToTheRows();
     }
 }
 

@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 
 #include "imaging/BitmapRotation.h"
+#include "imaging/BloomGlare.h"
 #include "imaging/BlurCascade.h"
+#include "tests/imaging/RegisterWidths.h"
 
 using namespace Vespra;
 
@@ -40,6 +42,42 @@ BlurLevels levelsWithRadii(std::int32_t firstRadiusY) {
 }
 
 } // namespace
+
+// The kernels for narrower registers walk the picture in narrower pieces, and must give the
+// light of the widest to the bit: sweeps of one level and of several, strips and bands cut short
+// at the picture's edges, and whole bloom and glare with rotated streaks.
+TEST(BlurCascade, EveryRegisterWidthGivesTheSameLight) {
+    const Pixel size{83, 45};
+    const Bitmap picture = litInside(size, {5, 81}, {2, 44}, 11);
+    PostProcessData::BloomGlare params;
+    params.enabled = true;
+    params.bloomIntensity = 0.7f;
+    params.glareIntensity = 0.5f;
+    params.streakCount = 3;
+    params.rotation = 20.f;
+    params.threshold = 2.f;
+    const auto lightOf = [&](std::int32_t firstRadiusY) {
+        Bitmap work = picture;
+        Bitmap light(size.x, size.y);
+        runBlurCascade(work, levelsWithRadii(firstRadiusY), 0.5f, light, false, PARALLEL);
+        return light;
+    };
+    const auto bloomAndGlareOf = [&] {
+        Bitmap bitmap = picture;
+        bloomAndGlare(PARALLEL, bitmap, params);
+        return bitmap;
+    };
+    const std::vector<int> widths = runnableVectorBytes();
+    const Bitmap expected[] = {lightOf(0), lightOf(3), bloomAndGlareOf()};
+    ASSERT_GT(expected[2](40, 20).max(), 0.f);
+    for (const int bytes : widths) {
+        const NarrowerRegisters narrower(bytes);
+        EXPECT_EQ(Detail::cloneVectorBytes(), bytes);
+        EXPECT_EQ(lightOf(0), expected[0]) << bytes;
+        EXPECT_EQ(lightOf(3), expected[1]) << bytes;
+        EXPECT_EQ(bloomAndGlareOf(), expected[2]) << bytes;
+    }
+}
 
 // A picture that the cascade reads as it goes must give the light of the same picture put into
 // `work` first, to the bit; `work` starts out as NaN, so that whatever the cascade reads of it

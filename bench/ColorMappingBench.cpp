@@ -223,25 +223,33 @@ enum class Pull { LOAD_ONLY, DEFAULTS_AND_LUT, EVERY_STEP_AND_LUT };
 
 /// A pull of the whole frame at zoom 1 for the display, from the end of the graph (`zoom`)
 /// with sharpen and blur off, or, to show what reading the image alone costs, from its source
-/// (`load`).
-void pullFrame(benchmark::State& state, Pull pull) {
+/// (`load`). With `tile` the frame comes in pulls of tiles of that side, as an image view asks for
+/// it, which adds what each pull costs besides its pixels.
+void pullFrame(benchmark::State& state, Pull pull, int tile) {
     LoadedGraph& loaded = loadedGraph();
     loaded.configure(pull == Pull::EVERY_STEP_AND_LUT);
     Pipeline::IOperator* target =
         pull == Pull::LOAD_ONLY ? static_cast<Pipeline::IOperator*>(&loaded.graph.load) : &loaded.graph.zoom;
     const Bucket frame = Bucket::fromSize(WIDTH, HEIGHT);
+    const Pixel tileSize = tile > 0 ? Pixel{tile, tile} : frame.size();
     for (auto _ : state) {
-        Optional<Pipeline::ColorBitmap> pixels =
-            Pipeline::pullColorBitmap(target, u"", frame, 1.f, Pipeline::PullFlag::DISPLAY);
-        if (!pixels || pixels->size() != frame.size()) {
-            state.SkipWithError("the graph delivered no frame");
-            break;
+        for (std::int32_t y = 0; y < HEIGHT; y += tileSize.y) {
+            for (std::int32_t x = 0; x < WIDTH; x += tileSize.x) {
+                const Bucket region = Bucket{x, y, x + tileSize.x, y + tileSize.y}.intersect(frame);
+                Optional<Pipeline::ColorBitmap> pixels =
+                    Pipeline::pullColorBitmap(target, u"", region, 1.f, Pipeline::PullFlag::DISPLAY);
+                if (!pixels || pixels->size() != region.size()) {
+                    state.SkipWithError("the graph delivered no frame");
+                    return;
+                }
+                benchmark::DoNotOptimize(pixels->data());
+            }
         }
-        benchmark::DoNotOptimize(pixels->data());
     }
-    setThroughput(state, pull == Pull::LOAD_ONLY          ? "load only"
-                         : pull == Pull::DEFAULTS_AND_LUT ? "flags 1 defaults +lut"
-                                                          : "flags 1 all steps +lut");
+    const std::string what = pull == Pull::LOAD_ONLY          ? "load only"
+                             : pull == Pull::DEFAULTS_AND_LUT ? "flags 1 defaults +lut"
+                                                              : "flags 1 all steps +lut";
+    setThroughput(state, tile > 0 ? fmt::format("{} in {}x{} tiles", what, tile, tile) : what);
 }
 
 } // namespace
@@ -266,17 +274,22 @@ BENCHMARK_CAPTURE(mapFrame, displayLutCurves, ColorMapFlavour::FAST_POWER, true,
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime()
     ->MeasureProcessCPUTime();
-BENCHMARK_CAPTURE(pullFrame, load, Pull::LOAD_ONLY)
+BENCHMARK_CAPTURE(pullFrame, load, Pull::LOAD_ONLY, 0)
     ->Name("Graph/loadPull")
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime()
     ->MeasureProcessCPUTime();
-BENCHMARK_CAPTURE(pullFrame, defaults, Pull::DEFAULTS_AND_LUT)
+BENCHMARK_CAPTURE(pullFrame, defaults, Pull::DEFAULTS_AND_LUT, 0)
     ->Name("Graph/displayPull/defaults+lut")
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime()
     ->MeasureProcessCPUTime();
-BENCHMARK_CAPTURE(pullFrame, everyStep, Pull::EVERY_STEP_AND_LUT)
+BENCHMARK_CAPTURE(pullFrame, tiles, Pull::DEFAULTS_AND_LUT, 256)
+    ->Name("Graph/displayPull/defaults+lut/tiles256")
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->MeasureProcessCPUTime();
+BENCHMARK_CAPTURE(pullFrame, everyStep, Pull::EVERY_STEP_AND_LUT, 0)
     ->Name("Graph/displayPull/everyStep+lut")
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime()

@@ -2,11 +2,11 @@
 
 #include "foundation/DebugLog.h"
 #include "foundation/FastMath.h"
+#include "foundation/LaneMath.h"
 #include "foundation/VectorClones.h"
 #include "foundation/io/Files.h"
 #include "foundation/io/Streams.h"
 #include "imaging/ExactPow.h"
-#include "foundation/LaneMath.h"
 #include "imaging/LutReader.h"
 
 namespace Vespra {
@@ -40,6 +40,10 @@ CacheStorage& Lut::cache() {
     return storage;
 }
 
+bool Lut::hasEntries() const {
+    return (lut1D && lut1D->size > 0) || (lut3D && lut3D->size > 0);
+}
+
 std::size_t Lut::entryCount() const {
     const auto count = [](const auto& table) { return table ? table->table.size() : 0; };
     return count(lut1D) + count(lut3D) + count(inverse1D) + count(inverse3D);
@@ -56,8 +60,7 @@ LutResult Lut::load(const Io::Path& file, float newOpacity, Flags<LutFlag> newFl
             *this = std::move(*cached);
             opacity = newOpacity;
             flags = newFlags;
-            const bool hasEntries = (lut1D && lut1D->size > 0) || (lut3D && lut3D->size > 0);
-            flags.set(LutFlag::ACTIVE, hasEntries);
+            flags.set(LutFlag::ACTIVE, hasEntries());
             Detail::debugPrintImpl(u"Loaded " + file.fileName() + u" from cache");
             return LutResult::OK;
         }
@@ -131,20 +134,22 @@ void Lut::prepareForGamma() {
     const Float4 toOutput(halfGamma);
     if (lut1D) {
         const Lut1D old = *lut1D;
+        Array<Rgb>& entries = lut1D.edit().table;
         for (int i = 0; i < old.size; ++i) {
             const Float4 mapped = old.evaluate(powExact(Float4(gridValue(i, old.size)), toInput));
-            lut1D->table[std::size_t(i)] = withoutFourthLane(lut3D ? mapped : powExact(mapped, toOutput));
+            entries[std::size_t(i)] = withoutFourthLane(lut3D ? mapped : powExact(mapped, toOutput));
         }
     }
     if (lut3D) {
         const Lut3D old = *lut3D;
+        Array<Rgb>& entries = lut3D.edit().table;
         const int n = old.size;
         for (int b = 0; b < n; ++b) {
             for (int g = 0; g < n; ++g) {
                 for (int r = 0; r < n; ++r) {
                     const Float4 grid(gridValue(r, n), gridValue(g, n), gridValue(b, n), 0.f);
                     const Float4 mapped = old.evaluate(lut1D ? grid : powExact(grid, toInput));
-                    lut3D->table[old.index(r, g, b)] = withoutFourthLane(powExact(mapped, toOutput));
+                    entries[old.index(r, g, b)] = withoutFourthLane(powExact(mapped, toOutput));
                 }
             }
         }

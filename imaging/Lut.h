@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "foundation/CacheStorage.h"
+#include "foundation/CopyOnWrite.h"
 #include "foundation/Flags.h"
 #include "foundation/Optional.h"
 #include "foundation/String.h"
@@ -52,13 +53,14 @@ enum class LutResult : int {
 
 /// A colour look-up table from a `.cube` or `.3dl` file: an optional 1-D table applied
 /// first, an optional colour cube after it, their inverses, and how they are applied.
-/// Immutable after loading; evaluation takes no lock and allocates nothing.
+/// Immutable after loading; evaluation takes no lock and allocates nothing. Copies share the
+/// tables, so that a copy from the cache costs next to nothing.
 class Lut {
 public:
-    Optional<Lut1D> lut1D;
-    Optional<Lut3D> lut3D;
-    Optional<InverseLut1D> inverse1D;
-    Optional<InverseLut3D> inverse3D;
+    CopyOnWrite<Lut1D> lut1D;
+    CopyOnWrite<Lut3D> lut3D;
+    CopyOnWrite<InverseLut1D> inverse1D;
+    CopyOnWrite<InverseLut3D> inverse3D;
     String title;
     String path;
     /// Mix of the table's result with its input.
@@ -82,6 +84,8 @@ public:
     LutResult prepare();
 
     bool isActive() const { return flags.has(LutFlag::ACTIVE); }
+    /// Whether a table with entries is loaded.
+    bool hasEntries() const;
     /// The number of entries of all four tables.
     std::size_t entryCount() const;
 

@@ -124,7 +124,7 @@ private:
         if (rowIndex >= entryCount(current)) {
             return LutResult::NONSTANDARD_FORMAT;
         }
-        Array<Rgb>& table = current == Table::ONE_D ? lut.lut1D->table : lut.lut3D->table;
+        Array<Rgb>& table = current == Table::ONE_D ? lut.lut1D.edit().table : lut.lut3D.edit().table;
         if (table.size() <= std::size_t(rowIndex)) {
             table.resize(std::size_t(rowIndex) + 1, Rgb(0.f, 0.f, 0.f, 0.f));
         }
@@ -157,9 +157,9 @@ private:
             domainMaximum = rgbOf(values);
             updateInverseRange();
         } else if (matchPattern("LUT_1D_INPUT_RANGE %f %f", text, values) == PatternMatch::FULL) {
-            setInputRange(lut.lut1D ? &*lut.lut1D : nullptr, values);
+            setInputRange(lut.lut1D ? &lut.lut1D.edit() : nullptr, values);
         } else if (matchPattern("LUT_3D_INPUT_RANGE %f %f", text, values) == PatternMatch::FULL) {
-            setInputRange(lut.lut3D ? &*lut.lut3D : nullptr, values);
+            setInputRange(lut.lut3D ? &lut.lut3D.edit() : nullptr, values);
         } else {
             return;
         }

@@ -370,13 +370,14 @@ private:
 // the slope between the colour at the limit and at its foot, in the order of the channels, and
 // the colour is then limited to non-negative values.
 inline void Lut3D::extrapolate(const Excesses& excesses, ColorBlock& colors) const {
-    alignas(16) Float4 atFoot[Excesses::CAPACITY];
+    // Raw floats, as an array of Float4 would be cleared first, a few kilobytes per block.
+    alignas(16) float atFoot[Excesses::CAPACITY][4];
     interpolate(excesses.feet[0], excesses.feet[1], excesses.feet[2], excesses.footCount,
                 [&atFoot](int i, Float4 p0, Float4 p1, Float4 p2, Float4 p3) {
-                    atFoot[i] = p0;
-                    atFoot[i + 1] = p1;
-                    atFoot[i + 2] = p2;
-                    atFoot[i + 3] = p3;
+                    p0.store(atFoot[i]);
+                    p1.store(atFoot[i + 1]);
+                    p2.store(atFoot[i + 2]);
+                    p3.store(atFoot[i + 3]);
                 });
     for (int k = 0; k < excesses.count; ++k) {
         const int i = excesses.place[k];
@@ -384,7 +385,8 @@ inline void Lut3D::extrapolate(const Excesses& excesses, ColorBlock& colors) con
         Float4 result = atLimit;
         for (int channel = 0; channel < 3; ++channel) {
             const Float4 slope = Float4(excesses.excess[k][channel]) *
-                                 (atLimit - atFoot[excesses.footOf[k][channel]]) / Float4(EXTRAPOLATION_BASE);
+                                 (atLimit - Float4::load(atFoot[excesses.footOf[k][channel]])) /
+                                 Float4(EXTRAPOLATION_BASE);
             result = select(Float4(excesses.above[k][channel]), result + slope, result);
         }
         colors.setPixel(i, max(result, Float4(0.f)));

@@ -140,6 +140,7 @@ void LoadOperator::publish(ChannelImage loaded, Array<MergeWeight> mergeWeights,
                            Io::Path outputPath) {
     loaded.sanitizeChannels();
     Stack<ElementInfo> list = loaded.getElements();
+    Stack<RenderElementInfo> infos = loaded.getRenderElementInfos();
     for (const char16_t* virtualName : {LIGHT_MIX_INTERACTIVE_NAME, BLOOM_GLARE_INTERACTIVE_NAME}) {
         if (std::ranges::any_of(list, [&](const ElementInfo& e) { return e.name == virtualName; })) {
             throw Exception(
@@ -152,6 +153,7 @@ void LoadOperator::publish(ChannelImage loaded, Array<MergeWeight> mergeWeights,
     std::lock_guard lock(dataLock);
     image = std::move(loaded);
     elements = std::move(list);
+    renderElementInfos = std::move(infos);
     timestamp = currentTimestamp();
     weights = std::move(mergeWeights);
     paths = std::move(loadedPaths);
@@ -211,7 +213,7 @@ Optional<MonoBitmap> LoadOperator::getMonoBitmap(const String& name, const Bucke
 
 Optional<RenderElementInfo> LoadOperator::getRenderElementInfo(const ElementInfo& element) const {
     std::lock_guard lock(dataLock);
-    return image.getRenderElementInfo(element);
+    return findRenderElementInfo(renderElementInfos, element);
 }
 
 void LoadOperator::setElementFlag(std::uint32_t mask, ArrayView<const ElementInfo> selection) {

@@ -69,6 +69,8 @@ private:
     mutable std::mutex dataLock;
     ChannelImage image;
     Array<ElementInfo> elements;
+    /// The image's description of its elements, read once: every pull asks for it.
+    Array<RenderElementInfo> renderElementInfos;
     Timestamp timestamp = NO_TIMESTAMP;
     Array<MergeWeight> weights;
     Array<Io::Path> paths;

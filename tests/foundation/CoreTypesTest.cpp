@@ -4,6 +4,7 @@
 
 #include "foundation/Bitmap.h"
 #include "foundation/Containers.h"
+#include "foundation/CopyOnWrite.h"
 #include "foundation/Exception.h"
 #include "foundation/Flags.h"
 #include "foundation/Memory.h"
@@ -59,7 +60,8 @@ TEST(CoreTypes, EmptyOptionalAndInternalStopsRaiseReadableTexts) {
         VESPRA_STOP();
         FAIL() << "no exception";
     } catch (const Exception& error) {
-        const std::string expected = "STOP@tests/foundation/CoreTypesTest.cpp(" + std::to_string(stopLine) + ")";
+        const std::string expected =
+            "STOP@tests/foundation/CoreTypesTest.cpp(" + std::to_string(stopLine) + ")";
         EXPECT_EQ(std::string(error.what()), expected);
     }
     EXPECT_NO_THROW(VESPRA_ASSERT(1 + 1 == 2));
@@ -85,4 +87,32 @@ TEST(CoreTypes, FlagsAndBitmaps) {
     EXPECT_EQ(bitmap.row(1)[2], 7.f);
     EXPECT_EQ(bitmap.view().size(), 6u);
     EXPECT_EQ(bitmap.data()[5], 7.f);
+}
+
+// Copies share the value; changing one gives it a value of its own first and leaves the others
+// as they were, and a value no other copy shares is changed where it lies.
+TEST(CoreTypes, CopyOnWriteSharesUntilAChange) {
+    CopyOnWrite<Array<int>> empty;
+    EXPECT_FALSE(empty);
+    CopyOnWrite<Array<int>> original(Array<int>{1, 2, 3});
+    const CopyOnWrite<Array<int>> reader = original;
+    CopyOnWrite<Array<int>> writer = original;
+    EXPECT_EQ(&*reader, &*original);
+    EXPECT_EQ(&*writer, &*original);
+
+    writer.edit()[0] = 7;
+    EXPECT_NE(&*writer, &*original);
+    EXPECT_EQ((*writer)[0], 7);
+    EXPECT_EQ((*original)[0], 1);
+    EXPECT_EQ((*reader)[0], 1);
+
+    const Array<int>* own = &*writer;
+    writer.edit()[1] = 8;
+    EXPECT_EQ(&*writer, own);
+    EXPECT_EQ((*writer)[1], 8);
+
+    writer.emplace(Array<int>{4});
+    EXPECT_EQ(writer->size(), 1u);
+    writer.reset();
+    EXPECT_FALSE(writer);
 }

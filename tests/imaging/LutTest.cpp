@@ -352,6 +352,9 @@ TEST(LutTest, SecondLoadComesFromTheCache) {
     EXPECT_TRUE(second.flags.has(LutFlag::LOG_INPUT));
     EXPECT_EQ(second.lut1D->table[1].r, 0.5f);
     EXPECT_EQ(second.gamma, 2.2f);
+    // Loads from the cache share its tables instead of copying them: the colour mapping loads
+    // its table at every pull.
+    EXPECT_EQ(&*second.lut1D, &*first.lut1D);
     EXPECT_EQ(Lut::cache().find<Lut>(*id)->entryCount(), 2u);
 
     // A failed load is not cached.

@@ -103,19 +103,11 @@ void checkLightOfTheBandGoesToTheRows() {
 
 // Each at every register width the processor runs.
 TEST(BandInterleaveTest, PixelsGoToTheirPlaceInTheBandAndBack) {
-    for (const int bytes : runnableVectorBytes()) {
-        const NarrowerRegisters narrower(bytes);
-        SCOPED_TRACE(bytes);
-        checkPixelsGoToTheirPlaceInTheBandAndBack();
-    }
+    forEveryRegisterWidth([](int) { checkPixelsGoToTheirPlaceInTheBandAndBack(); });
 }
 
 TEST(BandInterleaveTest, LightOfTheBandGoesToTheRows) {
-    for (const int bytes : runnableVectorBytes()) {
-        const NarrowerRegisters narrower(bytes);
-        SCOPED_TRACE(bytes);
-        checkLightOfTheBandGoesToTheRows();
-    }
+    forEveryRegisterWidth([](int) { checkLightOfTheBandGoesToTheRows(); });
 }
 
 } // namespace

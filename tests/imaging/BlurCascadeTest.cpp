@@ -67,16 +67,14 @@ TEST(BlurCascade, EveryRegisterWidthGivesTheSameLight) {
         bloomAndGlare(PARALLEL, bitmap, params);
         return bitmap;
     };
-    const std::vector<int> widths = runnableVectorBytes();
     const Bitmap expected[] = {lightOf(0), lightOf(3), bloomAndGlareOf()};
     ASSERT_GT(expected[2](40, 20).max(), 0.f);
-    for (const int bytes : widths) {
-        const NarrowerRegisters narrower(bytes);
+    forEveryRegisterWidth([&](int bytes) {
         EXPECT_EQ(Detail::cloneVectorBytes(), bytes);
-        EXPECT_EQ(lightOf(0), expected[0]) << bytes;
-        EXPECT_EQ(lightOf(3), expected[1]) << bytes;
-        EXPECT_EQ(bloomAndGlareOf(), expected[2]) << bytes;
-    }
+        EXPECT_EQ(lightOf(0), expected[0]);
+        EXPECT_EQ(lightOf(3), expected[1]);
+        EXPECT_EQ(bloomAndGlareOf(), expected[2]);
+    });
 }
 
 // A picture that the cascade reads as it goes must give the light of the same picture put into

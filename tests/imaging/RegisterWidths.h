@@ -2,6 +2,8 @@
 
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "foundation/VectorClones.h"
 
 namespace Vespra {
@@ -25,5 +27,15 @@ public:
     NarrowerRegisters(const NarrowerRegisters&) = delete;
     NarrowerRegisters& operator=(const NarrowerRegisters&) = delete;
 };
+
+/// Calls `check(bytes)` with the kernels for each register width the processor runs, widest first.
+template <class Check>
+void forEveryRegisterWidth(Check check) {
+    for (const int bytes : runnableVectorBytes()) {
+        const NarrowerRegisters narrower(bytes);
+        SCOPED_TRACE(::testing::Message() << bytes << "-byte registers");
+        check(bytes);
+    }
+}
 
 } // namespace Vespra

@@ -3,6 +3,7 @@
 #include "foundation/DebugLog.h"
 #include "foundation/FastMath.h"
 #include "foundation/LaneMath.h"
+#include "foundation/Optional.h"
 #include "foundation/VectorClones.h"
 #include "foundation/io/Files.h"
 #include "foundation/io/Streams.h"

@@ -6,7 +6,6 @@
 #include "foundation/CacheStorage.h"
 #include "foundation/CopyOnWrite.h"
 #include "foundation/Flags.h"
-#include "foundation/Optional.h"
 #include "foundation/String.h"
 #include "foundation/io/Path.h"
 #include "imaging/LutTables.h"

@@ -13,6 +13,15 @@ Rgb pixelOf(int k, int x) {
     return Rgb(float(k * 1000 + x), float(-k), float(x) * 0.5f, float(k + x));
 }
 
+/// The rows of a band held in `rows`, null past the last.
+std::array<Rgb*, BAND_ROWS> rowsOf(Array<Array<Rgb>>& rows) {
+    std::array<Rgb*, BAND_ROWS> pointers{};
+    for (std::size_t k = 0; k < rows.size(); ++k) {
+        pointers[k] = rows[k].data();
+    }
+    return pointers;
+}
+
 // Spans that start and end off the groups of four pixels, and a band cut short by the picture's
 // bottom: every pixel lands where the band's layout puts it, black for the missing rows, and
 // the way back restores, or adds to, exactly the pixels of the span.
@@ -44,12 +53,8 @@ void checkPixelsGoToTheirPlaceInTheBandAndBack() {
 
     Array<Array<Rgb>> copies(PRESENT, Array<Rgb>(WIDTH, marker));
     Array<Array<Rgb>> sums = rows;
-    std::array<Rgb*, BAND_ROWS> copyTargets{};
-    std::array<Rgb*, BAND_ROWS> sumTargets{};
-    for (int k = 0; k < PRESENT; ++k) {
-        copyTargets[std::size_t(k)] = copies[std::size_t(k)].data();
-        sumTargets[std::size_t(k)] = sums[std::size_t(k)].data();
-    }
+    const std::array<Rgb*, BAND_ROWS> copyTargets = rowsOf(copies);
+    const std::array<Rgb*, BAND_ROWS> sumTargets = rowsOf(sums);
     deinterleaveBand(band.data(), span, copyTargets, false);
     deinterleaveBand(band.data(), span, sumTargets, true);
     for (int k = 0; k < PRESENT; ++k) {
@@ -77,12 +82,8 @@ void checkLightOfTheBandGoesToTheRows() {
     const PixelLight light{0.5f, Rgb(0.25f, 2.f, -1.f, 9.f)};
     Array<Array<Rgb>> rows(BAND_ROWS, Array<Rgb>(WIDTH, Rgb(1.f, 1.f, 1.f, 1.f)));
     Array<Array<Rgb>> sums = rows;
-    std::array<Rgb*, BAND_ROWS> targets{};
-    std::array<Rgb*, BAND_ROWS> sumTargets{};
-    for (int k = 0; k < BAND_ROWS; ++k) {
-        targets[std::size_t(k)] = rows[std::size_t(k)].data();
-        sumTargets[std::size_t(k)] = sums[std::size_t(k)].data();
-    }
+    const std::array<Rgb*, BAND_ROWS> targets = rowsOf(rows);
+    const std::array<Rgb*, BAND_ROWS> sumTargets = rowsOf(sums);
     const RowSpan span{1, 10};
     deinterleaveLight(band.data(), span, targets, light, false);
     deinterleaveLight(band.data(), span, sumTargets, light, true);

@@ -87,21 +87,24 @@ VESPRA_VECTOR_CLONES void blurInPlace(float* start, std::ptrdiff_t stride, std::
             first[k] += at(j)[k];
         }
     }
-    // Samples enter a window after its output only when they exist, and leave it once the window
-    // has passed them: the same sums, in the same order, as two separate passes.
-    const auto secondPass = [&](std::int32_t i, const Vector* entering) {
-        Vector* out = at(i);
-        const Vector* leaving = i >= radius ? ringStep(i - radius) : nullptr;
+    // One step of a running sum: `entering` joins the window, its mean goes to `out`, and
+    // `leaving` goes. Samples enter a window after its output only when they exist, and leave it
+    // once the window has passed them: the same sums, in the same order, as two separate passes.
+    const auto boxStep = [&scale](Vector(&sums)[N], const Vector* entering, Vector* out,
+                                  const Vector* leaving) {
 #pragma GCC unroll 8
         for (int k = 0; k < N; ++k) {
             if (entering) {
-                second[k] += entering[k];
+                sums[k] += entering[k];
             }
-            out[k] = second[k] * scale;
+            out[k] = sums[k] * scale;
             if (leaving) {
-                second[k] -= leaving[k];
+                sums[k] -= leaving[k];
             }
         }
+    };
+    const auto secondPass = [&](std::int32_t i, const Vector* entering) {
+        boxStep(second, entering, at(i), i >= radius ? ringStep(i - radius) : nullptr);
     };
     for (std::int32_t j = 0; j < count; ++j) {
         // Down a strip each step lies in a page of its own, where the processor's own prefetching
@@ -112,19 +115,12 @@ VESPRA_VECTOR_CLONES void blurInPlace(float* start, std::ptrdiff_t stride, std::
                 __builtin_prefetch(ahead + line);
             }
         }
-        const Vector* entering = j + radius < count ? at(j + radius) : nullptr;
-        const Vector* leaving = j >= radius ? at(j - radius) : nullptr;
         Vector* between = ringStep(j);
+        boxStep(first, j + radius < count ? at(j + radius) : nullptr, between,
+                j >= radius ? at(j - radius) : nullptr);
+        if (j < lead) {
 #pragma GCC unroll 8
-        for (int k = 0; k < N; ++k) {
-            if (entering) {
-                first[k] += entering[k];
-            }
-            between[k] = first[k] * scale;
-            if (leaving) {
-                first[k] -= leaving[k];
-            }
-            if (j < lead) {
+            for (int k = 0; k < N; ++k) {
                 second[k] += between[k];
             }
         }

@@ -252,67 +252,46 @@ void pullFrame(benchmark::State& state, Pull pull, int tile) {
     setThroughput(state, tile > 0 ? fmt::format("{} in {}x{} tiles", what, tile, tile) : what);
 }
 
+/// Wall-clock milliseconds, and beside them the processor time of the whole process.
+void inMillisecondsWithProcessTime(benchmark::internal::Benchmark* registered) {
+    registered->Unit(benchmark::kMillisecond)->UseRealTime()->MeasureProcessCPUTime();
+}
+
 } // namespace
 
 BENCHMARK_CAPTURE(mapFrame, display, ColorMapFlavour::FAST_POWER, false, false)
     ->Name("ColorMap/frame/display")
-    ->Unit(benchmark::kMillisecond)
-    ->UseRealTime()
-    ->MeasureProcessCPUTime();
+    ->Apply(inMillisecondsWithProcessTime);
 BENCHMARK_CAPTURE(mapFrame, displayLut, ColorMapFlavour::FAST_POWER, true, false)
     ->Name("ColorMap/frame/display+lut")
-    ->Unit(benchmark::kMillisecond)
-    ->UseRealTime()
-    ->MeasureProcessCPUTime();
+    ->Apply(inMillisecondsWithProcessTime);
 BENCHMARK_CAPTURE(mapFrame, exactLut, ColorMapFlavour::EXACT, true, false)
     ->Name("ColorMap/frame/exact+lut")
-    ->Unit(benchmark::kMillisecond)
-    ->UseRealTime()
-    ->MeasureProcessCPUTime();
+    ->Apply(inMillisecondsWithProcessTime);
 BENCHMARK_CAPTURE(mapFrame, displayLutCurves, ColorMapFlavour::FAST_POWER, true, true)
     ->Name("ColorMap/frame/display+lut+curves")
-    ->Unit(benchmark::kMillisecond)
-    ->UseRealTime()
-    ->MeasureProcessCPUTime();
+    ->Apply(inMillisecondsWithProcessTime);
 BENCHMARK_CAPTURE(pullFrame, load, Pull::LOAD_ONLY, 0)
     ->Name("Graph/loadPull")
-    ->Unit(benchmark::kMillisecond)
-    ->UseRealTime()
-    ->MeasureProcessCPUTime();
+    ->Apply(inMillisecondsWithProcessTime);
 BENCHMARK_CAPTURE(pullFrame, defaults, Pull::DEFAULTS_AND_LUT, 0)
     ->Name("Graph/displayPull/defaults+lut")
-    ->Unit(benchmark::kMillisecond)
-    ->UseRealTime()
-    ->MeasureProcessCPUTime();
+    ->Apply(inMillisecondsWithProcessTime);
 BENCHMARK_CAPTURE(pullFrame, tiles, Pull::DEFAULTS_AND_LUT, 256)
     ->Name("Graph/displayPull/defaults+lut/tiles256")
-    ->Unit(benchmark::kMillisecond)
-    ->UseRealTime()
-    ->MeasureProcessCPUTime();
+    ->Apply(inMillisecondsWithProcessTime);
 BENCHMARK_CAPTURE(pullFrame, everyStep, Pull::EVERY_STEP_AND_LUT, 0)
     ->Name("Graph/displayPull/everyStep+lut")
-    ->Unit(benchmark::kMillisecond)
-    ->UseRealTime()
-    ->MeasureProcessCPUTime();
+    ->Apply(inMillisecondsWithProcessTime);
 BENCHMARK_CAPTURE(sharpenBlurFrame, radius1, 1.f)
     ->Name("SharpenBlur/frame/radius1")
-    ->Unit(benchmark::kMillisecond)
-    ->UseRealTime()
-    ->MeasureProcessCPUTime();
+    ->Apply(inMillisecondsWithProcessTime);
 BENCHMARK_CAPTURE(sharpenBlurFrame, radius10, 10.f)
     ->Name("SharpenBlur/frame/radius10")
-    ->Unit(benchmark::kMillisecond)
-    ->UseRealTime()
-    ->MeasureProcessCPUTime();
+    ->Apply(inMillisecondsWithProcessTime);
 BENCHMARK_CAPTURE(sharpenBlurFrame, radius50, 50.f)
     ->Name("SharpenBlur/frame/radius50")
-    ->Unit(benchmark::kMillisecond)
-    ->UseRealTime()
-    ->MeasureProcessCPUTime();
-BENCHMARK(frameCopy)
-    ->Name("ColorMap/copy")
-    ->Unit(benchmark::kMillisecond)
-    ->UseRealTime()
-    ->MeasureProcessCPUTime();
+    ->Apply(inMillisecondsWithProcessTime);
+BENCHMARK(frameCopy)->Name("ColorMap/copy")->Apply(inMillisecondsWithProcessTime);
 
 BENCHMARK_MAIN();

@@ -1,0 +1,14 @@
+#include "gui/widgets/TextControl.h"
+
+#include "gui/widgets/GuiSkin.h"
+
+namespace Vespra::Wx {
+
+TextControl::TextControl(wxWindow* parent, wxWindowID id, const wxString& value, const wxPoint& position,
+                         const wxSize& size, long style)
+    : wxTextCtrl(parent, id, value, position, size, style) {
+    SetBackgroundColour(shade(activeSkin().background(), -0.25));
+    SetForegroundColour(activeSkin().foreground());
+}
+
+} // namespace Vespra::Wx

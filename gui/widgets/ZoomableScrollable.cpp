@@ -1,0 +1,47 @@
+#include "gui/widgets/ZoomableScrollable.h"
+
+namespace Vespra::Wx {
+
+namespace {
+
+/// Lines scrolled per notch of the wheel.
+constexpr int LINES_PER_NOTCH = 3;
+/// The pinch that makes one zoom level: a doubling or halving of the picture.
+constexpr double MAGNIFICATION_PER_LEVEL = 1.;
+
+} // namespace
+
+void ZoomableScrollable::bindScrollAndZoomEvents(wxWindow* window) {
+    window->Bind(wxEVT_MOUSEWHEEL, &ZoomableScrollable::onWheel, this);
+    window->Bind(wxEVT_MAGNIFY, &ZoomableScrollable::onMagnify, this);
+}
+
+void ZoomableScrollable::onWheel(wxMouseEvent& event) {
+    const int delta = event.GetWheelDelta() > 0 ? event.GetWheelDelta() : 120;
+    pendingRotation += event.GetWheelRotation();
+    const int notches = pendingRotation / delta;
+    pendingRotation -= notches * delta;
+    if (notches == 0) {
+        return;
+    }
+    if (event.GetWheelAxis() == wxMOUSE_WHEEL_HORIZONTAL) {
+        scrollLines(notches * LINES_PER_NOTCH, 0);
+    } else if (event.ShiftDown()) {
+        scrollLines(-notches * LINES_PER_NOTCH, 0);
+    } else if (event.ControlDown()) {
+        scrollLines(0, -notches * LINES_PER_NOTCH);
+    } else {
+        zoomBy(notches, event.GetPosition());
+    }
+}
+
+void ZoomableScrollable::onMagnify(wxMouseEvent& event) {
+    pendingMagnification += event.GetMagnification();
+    const int steps = int(pendingMagnification / MAGNIFICATION_PER_LEVEL);
+    if (steps != 0) {
+        pendingMagnification -= steps * MAGNIFICATION_PER_LEVEL;
+        zoomBy(steps, event.GetPosition());
+    }
+}
+
+} // namespace Vespra::Wx

@@ -16,4 +16,16 @@ public:
 };
 
 } // namespace Abstract
+
+namespace Log {
+
+/// The logger of the whole program, which any thread may report to; null removes it.
+void setGlobalLogger(SharedPtr<Abstract::Logger> logger);
+SharedPtr<Abstract::Logger> getGlobalLogger();
+
+/// Reports to the global logger; without one, warnings and errors go to stderr.
+void report(const String& message, LogLevel level);
+
+} // namespace Log
+
 } // namespace Vespra

@@ -162,7 +162,7 @@ Expected<void> writeFile(const Io::Path& file, const Abstract::BitmapIterator& p
     if (!output) {
         return makeUnexpected(asReason(OIIO::geterror()));
     }
-    const int channels = pixels.channels() == 4 && output->supports("alpha") ? 4 : 3;
+    const int channels = settings.alpha && pixels.channels() == 4 && output->supports("alpha") ? 4 : 3;
     const OIIO::ImageSpec spec = makeSpec(pixels, channels, format, settings);
     if (!output->open(file.std().native(), spec)) {
         return makeUnexpected(asReason(output->geterror()));

@@ -10,7 +10,8 @@ namespace Vespra {
 
 /// Writes the pixels as they are: float formats keep the values exactly (HDR as its format allows),
 /// integer formats clamp to 0..1 (NaN -> 0) and quantise with rounding to nearest. Alpha is written
-/// only where the format has it (not JPEG, not HDR), and as given, never premultiplied or divided.
+/// only where the format has it (not JPEG, not HDR) and `settings.alpha` asks for it, and as given,
+/// never premultiplied or divided.
 ///
 /// `raw` marks data that must not get a display transform. The pixels arrive already display-encoded,
 /// so raw and display data are both written as given; the flag stays so that callers keep saying which

@@ -18,10 +18,15 @@ enum class ImageFormat : std::uint32_t { UNKNOWN = 0, PNG, JPEG, TIFF, EXR, BMP,
 /// A compression is a method, for "zip" optionally followed by a level: "zip:6". The methods are
 /// PNG: zip; TIFF: none, lzw, zip, packbits; EXR: none, rle, zips, zip, piz, pxr24, b44, b44a, dwaa, dwab;
 /// TGA: none, rle. JPEG, BMP and HDR have no choice.
+///
+/// alpha: write the alpha channel where the format has one; false writes colour only.
 struct ImageSaveSettings {
     int bitDepth = 0;
     String compression;
     int quality = 95;
+    bool alpha = true;
+
+    bool operator==(const ImageSaveSettings&) const = default;
 };
 
 /// By extension, case-insensitive: .png .jpg .jpeg .tif .tiff .exr .vxr .vex .vexr(->EXR) .bmp .tga .hdr;

@@ -159,9 +159,13 @@ double Spinner::stepAround(double around, int modifiers) const {
     } else if (step > 0.) {
         size = step;
     } else {
-        // A tenth of the value's order of magnitude: 0.1 around 1, 10 around 100, 100 around 6500.
-        const double magnitude = std::abs(around);
-        size = std::max(magnitude < 1e-9 ? 0.1 : powerOfTen(int(std::floor(std::log10(magnitude))) - 1), finest);
+        // A tenth of the value's order of magnitude, from 1 up (0.1 below 10, 10 around 100,
+        // 100 around 6500), at most a tenth of the range.
+        size = powerOfTen(int(std::floor(std::log10(std::max(std::abs(around), 1.)))) - 1);
+        while (size > (maximum - minimum) / 10. && size > finest) {
+            size /= 10.;
+        }
+        size = std::max(size, finest);
     }
     if (modifiers & wxMOD_SHIFT) {
         size = std::max(size * 0.1, finest);

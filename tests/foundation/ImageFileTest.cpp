@@ -185,6 +185,37 @@ TEST(ImageFile, FloatFormatsKeepValues) {
     EXPECT_NEAR(hdrImage.values[5 * 3 + 1], 0.9f, 0.9f / 100);
 }
 
+TEST(ImageFile, AlphaFollowsTheSettings) {
+    TemporaryFolder folder;
+    const BitmapImpl<Rgb> bitmap = makeTestBitmap();
+    struct Case {
+        const char16_t* name;
+        ImageFormat format;
+        int bitDepth;
+        /// The largest stored integer; 0 for float data read back as written.
+        double max;
+    };
+    for (const Case& c :
+         {Case{u"png", ImageFormat::PNG, 16, 65535.}, Case{u"tif", ImageFormat::TIFF, 8, 255.},
+          Case{u"exr", ImageFormat::EXR, 32, 0.}, Case{u"tga", ImageFormat::TGA, 0, 255.}}) {
+        for (const bool alpha : {false, true}) {
+            SCOPED_TRACE(String(c.name).toUtf8() + (alpha ? " with alpha" : " without alpha"));
+            const Io::Path path = folder.path() / (String(alpha ? u"with." : u"without.") + c.name);
+            ImageSaveSettings settings;
+            settings.bitDepth = c.bitDepth;
+            settings.alpha = alpha;
+            ASSERT_EQ(saveImage(path, RgbBitmapIterator(bitmap, true), false, c.format, settings), true);
+            const ReadImage image = readImage(path);
+            const int channels = alpha ? 4 : 3;
+            if (c.max > 0.) {
+                expectQuantised(image, bitmap, channels, c.max);
+            } else {
+                expectPixels(image, bitmap, channels, [](float v) { return v; });
+            }
+        }
+    }
+}
+
 TEST(ImageFile, CompressionAndJpegQuality) {
     TemporaryFolder folder;
     BitmapImpl<Rgb> noise(64, 64);

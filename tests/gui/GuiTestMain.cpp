@@ -1,4 +1,7 @@
+#include <cstdio>
+
 #include <gtest/gtest.h>
+#include <wx/evtloop.h>
 
 #include "foundation/Lib.h"
 #include "gui/widgets/LibWx.h"
@@ -16,7 +19,13 @@ int main(int argc, char** argv) {
         fprintf(stderr, "The GUI tests need an X display (run them under xvfb-run).\n");
         return 1;
     }
-    const int result = RUN_ALL_TESTS();
+    int result;
+    {
+        // An active loop lets the tests yield to the toolkit and run modal dialogs.
+        wxEventLoop loop;
+        wxEventLoopActivator activate(&loop);
+        result = RUN_ALL_TESTS();
+    }
     Wx::LibWx::shutdown();
     Lib::shutdown();
     return result;

@@ -1,0 +1,126 @@
+#pragma once
+
+#include <chrono>
+
+#include <gtest/gtest.h>
+#include <wx/app.h>
+#include <wx/frame.h>
+#include <wx/uiaction.h>
+#include <wx/utils.h>
+
+#include "foundation/Pointers.h"
+#include "gui/widgets/LibWx.h"
+
+namespace Vespra::Wx::GuiTest {
+
+/// Lets the toolkit run until `condition` holds or `timeoutMs` passed; answers the condition.
+/// Between rounds it waits a moment for the X server, never longer than a millisecond.
+inline bool waitUntil(const Function<bool()>& condition, int timeoutMs = 5000) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            return condition();
+        }
+        wxTheApp->Yield(true);
+        LibWx::processAllPendingEvents();
+        wxMilliSleep(1);
+    }
+    return true;
+}
+
+/// Lets the toolkit handle what is queued now, the X server's answers included.
+inline void settle() {
+    for (int round = 0; round < 5; ++round) {
+        wxTheApp->Yield(true);
+        LibWx::processAllPendingEvents();
+    }
+}
+
+/// A shown top-level frame for one test, destroyed at the end of the test.
+class TestFrame {
+public:
+    explicit TestFrame(const wxSize& size = wxSize(480, 360)) {
+        frame = new wxFrame(nullptr, wxID_ANY, "test", wxPoint(40, 40), size);
+        frame->Show();
+        EXPECT_TRUE(waitUntil([this] { return frame->IsShownOnScreen(); }));
+        frame->Raise();
+        settle();
+    }
+    ~TestFrame() {
+        frame->Destroy();
+        settle();
+    }
+
+    wxFrame* operator->() const { return frame; }
+    wxFrame* get() const { return frame; }
+
+    /// Lays the frame out and waits until `window` is on the screen.
+    void show(wxWindow* window) {
+        frame->Layout();
+        frame->Refresh();
+        EXPECT_TRUE(waitUntil([window] { return window->IsShownOnScreen(); }));
+        settle();
+    }
+
+private:
+    wxFrame* frame;
+};
+
+/// Real input through the X server's test extension.
+class Input {
+public:
+    /// Moves the pointer to a point of `window` (its centre by default) and waits until the
+    /// window has seen it.
+    void moveTo(wxWindow* window, wxPoint point = wxDefaultPosition) {
+        if (point == wxDefaultPosition) {
+            point = wxPoint(window->GetClientSize().x / 2, window->GetClientSize().y / 2);
+        }
+        const wxPoint target = window->ClientToScreen(point);
+        simulator.MouseMove(target);
+        waitUntil([target] { return wxGetMousePosition() == target; }, 2000);
+        settle();
+    }
+
+    void click(wxWindow* window, wxPoint point = wxDefaultPosition, int button = wxMOUSE_BTN_LEFT) {
+        moveTo(window, point);
+        simulator.MouseClick(button);
+        settle();
+    }
+
+    void press(int button = wxMOUSE_BTN_LEFT) { simulator.MouseDown(button); }
+    void release(int button = wxMOUSE_BTN_LEFT) { simulator.MouseUp(button); }
+
+    /// Moves the pointer with the button held, in small steps as a hand would.
+    void dragBy(const wxPoint& offset, int steps = 10) {
+        const wxPoint start = wxGetMousePosition();
+        for (int i = 1; i <= steps; ++i) {
+            simulator.MouseMove(start + wxPoint(offset.x * i / steps, offset.y * i / steps));
+            settle();
+        }
+    }
+
+    void type(const char* text) {
+        simulator.Text(text);
+        settle();
+    }
+
+    void key(int keyCode, int modifiers = wxMOD_NONE) {
+        simulator.Char(keyCode, modifiers);
+        settle();
+    }
+
+    /// Turns the wheel by `notches` over the window under the pointer, away from the user when
+    /// positive. The simulator has no wheel: xdotool clicks X buttons 4 and 5, the wheel's.
+    void wheel(int notches) {
+        const wxString command =
+            wxString::Format("xdotool click --repeat %d %d", std::abs(notches), notches > 0 ? 4 : 5);
+        // NODISABLE: a synchronous run otherwise disables every window, which then drops the wheel.
+        EXPECT_EQ(wxExecute(command, wxEXEC_SYNC | wxEXEC_NODISABLE), 0) << "xdotool is needed to turn the wheel";
+        settle();
+    }
+
+private:
+    wxUIActionSimulator simulator;
+};
+
+} // namespace Vespra::Wx::GuiTest

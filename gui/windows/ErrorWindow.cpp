@@ -45,6 +45,25 @@ std::int32_t codeOfText(const String& text) {
     return std::int32_t(std::hash<String>()(text) & 0x3fffffff) | 0x40000000;
 }
 
+/// The lines `text` takes in `window`'s font when words wrap at `width` pixels.
+int wrappedLineCount(const wxWindow& window, const wxString& text, int width) {
+    int lines = 0;
+    for (const wxString& paragraph : wxSplit(text, '\n', '\0')) {
+        int lineWidth = 0;
+        int paragraphLines = 1;
+        for (const wxString& word : wxSplit(paragraph, ' ', '\0')) {
+            const int wordWidth = window.GetTextExtent(word + " ").x;
+            if (lineWidth > 0 && lineWidth + wordWidth > width) {
+                ++paragraphLines;
+                lineWidth = 0;
+            }
+            lineWidth += wordWidth;
+        }
+        lines += paragraphLines;
+    }
+    return lines;
+}
+
 } // namespace
 
 /// What each window of a row knows of it: the message, the row's windows and where the link
@@ -214,8 +233,22 @@ void ErrorWindow::addRow(const Message& message) {
     for (TextButton* button : {dismiss, ignore}) {
         button->setColors(skin.accent(), skin.accent());
     }
-    dismiss->setClickCallback([this, data] { removeRow(data); });
-    ignore->setClickCallback([this, data] { ignoreCode(data->message.code); });
+    // A row's own button is in its click while it runs: the row goes once that returned, and
+    // only if it is still there (a second click may have been queued meanwhile).
+    dismiss->setClickCallback([this, icon] {
+        CallAfter([this, icon] {
+            if (const int index = rowIndexOf(icon); index >= 0) {
+                dismissRow(index);
+            }
+        });
+    });
+    ignore->setClickCallback([this, icon] {
+        CallAfter([this, icon] {
+            if (const int index = rowIndexOf(icon); index >= 0) {
+                ignoreSimilar(index);
+            }
+        });
+    });
 
     wxWindow* windows[COLUMNS] = {icon, text, dismiss, ignore};
     for (int column = 0; column < COLUMNS; ++column) {
@@ -249,35 +282,28 @@ void ErrorWindow::addRow(const Message& message) {
         }
         event.Skip();
     });
-    text->Bind(wxEVT_SIZE, [this, text](wxSizeEvent& event) {
-        fitText(text);
-        event.Skip();
-    });
 
+    fitText(text);
     for (wxWindow* window : windows) {
         window->Show();
     }
-    fitText(text);
     {
         std::lock_guard lock(mutex);
         ++rowCount;
     }
-    rowsPanel->FitInside();
-    rowsPanel->Layout();
     showIfAllowed();
-    rowsPanel->Scroll(0, rowsPanel->GetVirtualSize().y);
 }
 
 void ErrorWindow::fitText(wxTextCtrl* text) {
-    // The whole text shows without a scroll bar: the height is where the text ends plus two lines.
-    wxPoint end = text->PositionToCoords(text->GetLastPosition());
-    const int lineHeight = text->GetCharHeight();
-    if (end == wxDefaultPosition) {
-        end = wxPoint(0, (text->GetNumberOfLines() - 1) * lineHeight);
-    }
-    const wxSize wanted(scaleByDpi(TEXT_WIDTH), end.y + 2 * lineHeight);
-    if (text->GetMinSize() != wanted) {
-        text->SetMinSize(wanted);
+    // The whole text shows without a scroll bar: as tall as its wrapped lines plus two more.
+    const int width = scaleByDpi(TEXT_WIDTH);
+    const int lines = wrappedLineCount(*text, text->GetValue(), width - scaleByDpi(8));
+    text->SetMinSize(wxSize(width, (lines + 2) * text->GetCharHeight()));
+}
+
+void ErrorWindow::relayoutRows() {
+    // Laying out hidden windows upsets GTK: a hidden log is laid out when it shows.
+    if (IsShown()) {
         rowsPanel->FitInside();
         rowsPanel->Layout();
     }
@@ -287,15 +313,30 @@ void ErrorWindow::showIfAllowed() {
     if (getState() & STATE_HOLD_BACK || getRowCount() == 0) {
         return;
     }
-    Layout();
     if (!IsShown()) {
         Show();
+        Layout();
     }
+    relayoutRows();
     Raise();
+    rowsPanel->Scroll(0, rowsPanel->GetVirtualSize().y); // the newest row
+}
+
+int ErrorWindow::rowIndexOf(const wxWindow* icon) const {
+    for (std::size_t item = 0; item < rowsSizer->GetItemCount(); item += COLUMNS) {
+        if (rowsSizer->GetItem(item)->GetWindow() == icon) {
+            return int(item / COLUMNS);
+        }
+    }
+    return -1;
 }
 
 ErrorWindow::RowData* ErrorWindow::rowAt(int index) const {
-    wxSizerItem* item = rowsSizer->GetItem(std::size_t(index) * COLUMNS);
+    const std::size_t first = std::size_t(index) * COLUMNS;
+    if (index < 0 || first >= rowsSizer->GetItemCount()) {
+        return nullptr;
+    }
+    wxSizerItem* item = rowsSizer->GetItem(first);
     if (item == nullptr || item->GetWindow() == nullptr) {
         return nullptr;
     }
@@ -309,10 +350,8 @@ void ErrorWindow::removeRow(RowData* row) {
     for (wxWindow* window : windows) {
         rowsSizer->Detach(window);
     }
-    // The buttons of the row may be in their own click: destroy the row after it.
     for (wxWindow* window : windows) {
-        window->Hide();
-        CallAfter([window] { window->Destroy(); });
+        window->Destroy();
     }
     {
         std::lock_guard lock(mutex);
@@ -321,8 +360,7 @@ void ErrorWindow::removeRow(RowData* row) {
             shown.erase(message.code);
         }
     }
-    rowsPanel->FitInside();
-    rowsPanel->Layout();
+    relayoutRows();
 }
 
 int ErrorWindow::getRowCount() const {

@@ -77,7 +77,10 @@ private:
     /// Ignores the code from now on and removes every row of it.
     void ignoreCode(std::int32_t code);
     void fitText(wxTextCtrl* text);
+    void relayoutRows();
     RowData* rowAt(int index) const;
+    /// The index of the row whose icon is `icon`, -1 when it is gone.
+    int rowIndexOf(const wxWindow* icon) const;
     void showIfAllowed();
     void onClose(wxCloseEvent& event);
 

@@ -102,7 +102,7 @@ wxWindow* GalleryFrame::createButtonsSection(wxWindow* parent) {
                                 getIcon("toolbar/save-all-pressed", iconSize), nullptr);
     disabled->Disable();
     auto* autoSized = new AutoSizedButton(box, "Custom denoise...", wxSize(75, 24));
-    new Tooltip(autoSized, "Open a dialog allowing to select which denoisable elements shall be denoised and set "
+    attachTooltip(autoSized, "Open a dialog allowing to select which denoisable elements shall be denoised and set "
                            "denoising parameters.");
     auto* dropdown = new DropdownButton(box, skin, {{1, "Reset"}, {2, "Reset All"}}, nullptr);
     auto* link = new TextButton(box, wxID_ANY, "Vespra Renderer Helpdesk.", nullptr);

@@ -1,7 +1,5 @@
 #include "gui/widgets/StaticLine.h"
 
-#include <wx/dcclient.h>
-
 #include "gui/widgets/GuiSkin.h"
 #include "gui/widgets/WindowUtils.h"
 

@@ -3,6 +3,7 @@
 #include <wx/dcclient.h>
 #include <wx/sizer.h>
 #include <wx/stattext.h>
+#include <wx/utils.h>
 
 #include "gui/widgets/GuiSkin.h"
 #include "gui/widgets/WindowUtils.h"
@@ -13,6 +14,9 @@ namespace {
 
 /// The rest of the mouse after which a tooltip appears.
 constexpr int SHOW_DELAY_MS = 600;
+/// How often a shown tooltip checks that the pointer is still on its window.
+constexpr int LEAVE_CHECK_MS = 150;
+enum TimerId { SHOW_TIMER = 1, LEAVE_TIMER = 2 };
 /// Tooltips wrap at this width, in device-independent pixels.
 constexpr int WRAP_WIDTH = 320;
 
@@ -40,17 +44,26 @@ private:
     wxStaticText* label;
 };
 
-TooltipWindow::TooltipWindow(wxWindow* window) : window(window), showTimer(this) {
+TooltipWindow::TooltipWindow(wxWindow* window)
+    : window(window), showTimer(this, SHOW_TIMER), leaveTimer(this, LEAVE_TIMER) {
     for (const auto type : {wxEVT_ENTER_WINDOW, wxEVT_LEAVE_WINDOW, wxEVT_MOTION, wxEVT_LEFT_DOWN, wxEVT_RIGHT_DOWN,
                             wxEVT_MIDDLE_DOWN, wxEVT_MOUSEWHEEL}) {
         window->Bind(type, &TooltipWindow::onMouse, this);
     }
     window->Bind(wxEVT_KEY_DOWN, &TooltipWindow::onKey, this);
-    Bind(wxEVT_TIMER, [this](wxTimerEvent&) { showAt(lastMouse + scaleByDpi(wxPoint(12, 18))); });
+    Bind(wxEVT_TIMER, [this](wxTimerEvent& event) {
+        if (event.GetId() == SHOW_TIMER) {
+            showAt(lastMouse + scaleByDpi(wxPoint(12, 18)));
+        } else if (!this->window->GetScreenRect().Contains(wxGetMousePosition())) {
+            // Labels without a window of their own miss some leave events: the pointer decides.
+            hide();
+        }
+    });
 }
 
 TooltipWindow::~TooltipWindow() {
     showTimer.Stop();
+    leaveTimer.Stop();
     // The popup is a child of the window and goes with it; only a tooltip that goes first
     // takes its popup along.
     if (popup != nullptr && !window->IsBeingDeleted()) {
@@ -79,10 +92,12 @@ void TooltipWindow::showAt(const wxPoint& screenPoint) {
     popup->setText(text);
     smartPositionWindow(popup, screenPoint);
     popup->Show();
+    leaveTimer.Start(LEAVE_CHECK_MS);
 }
 
 void TooltipWindow::hide() {
     showTimer.Stop();
+    leaveTimer.Stop();
     if (popup != nullptr) {
         popup->Hide();
     }
@@ -110,16 +125,19 @@ void TooltipWindow::onMouse(wxMouseEvent& event) {
     hide();
 }
 
-Tooltip::Tooltip(wxWindow* parent, const wxString& text) : window(new TooltipWindow(parent)) {
-    window->setTooltip(text);
-    // The tooltip goes with its window.
-    parent->Bind(wxEVT_DESTROY, [tooltip = window, parent](wxWindowDestroyEvent& event) {
-        if (event.GetEventObject() == parent) {
+TooltipWindow& attachTooltip(wxWindow* window, const wxString& text) {
+    auto* tooltip = new TooltipWindow(window);
+    tooltip->setTooltip(text);
+    window->Bind(wxEVT_DESTROY, [tooltip, window](wxWindowDestroyEvent& event) {
+        if (event.GetEventObject() == window) {
             delete tooltip;
         }
         event.Skip();
     });
+    return *tooltip;
 }
+
+Tooltip::Tooltip(wxWindow* parent, const wxString& text) : window(&attachTooltip(parent, text)) {}
 
 void Tooltip::setText(const wxString& text) {
     window->setTooltip(text);

@@ -37,10 +37,14 @@ private:
     wxString text;
     Popup* popup = nullptr;
     wxTimer showTimer;
+    wxTimer leaveTimer;
     wxPoint lastMouse;
 };
 
-/// A tooltip with a fixed text that lives as long as its window.
+/// Gives `window` a tooltip that lives as long as the window; answers it for later changes.
+TooltipWindow& attachTooltip(wxWindow* window, const wxString& text);
+
+/// A handle of a tooltip that lives as long as its window; the handle itself may go at once.
 class Tooltip {
 public:
     Tooltip(wxWindow* parent, const wxString& text);

@@ -107,10 +107,10 @@ void ErrorWindow::createControls() {
     const wxSize iconSize(16, 16);
     copyButton = new Button(this, skin, wxID_ANY, toWx(localized(u"Copy to clipboard")), getIcon("copy", iconSize),
                             getIcon("copy-pressed", iconSize), [this] { copyToClipboard(); });
-    new Tooltip(copyButton, "Copy contents of the window to the clipboard in human readable form.");
+    attachTooltip(copyButton, "Copy contents of the window to the clipboard in human readable form.");
     clearButton = new Button(this, skin, wxID_ANY, toWx(localized(u"Clear log")), getIcon("clear", iconSize),
                              getIcon("clear-pressed", iconSize), [this] { clearLog(); });
-    new Tooltip(clearButton, "Dismisses all messages and closes the window.");
+    attachTooltip(clearButton, "Dismisses all messages and closes the window.");
 
     rowsPanel = new wxScrolledWindow(this, wxID_ANY, wxDefaultPosition, wxDefaultSize, wxVSCROLL);
     rowsPanel->SetScrollRate(0, scaleByDpi(10));

@@ -79,13 +79,13 @@ TEST(Spinner, ArrowKeysAndTheWheelStepByTheAutomaticOrTheGivenStep) {
     ASSERT_TRUE(waitUntil([&] { return f.events.size() == 3; }));
     EXPECT_DOUBLE_EQ(f.spinner->getValue(), 1.09) << "Shift makes the step finer";
 
+    // GTK may merge wheel notches into one event of several steps: wait on the value.
     f.input.moveTo(f.spinner);
     f.input.wheel(3);
-    ASSERT_TRUE(waitUntil([&] { return f.events.size() == 6; }));
-    EXPECT_NEAR(f.spinner->getValue(), 1.39, 1e-9);
+    EXPECT_TRUE(waitUntil([&] { return std::abs(f.spinner->getValue() - 1.39) < 1e-9; })) << f.spinner->getValue();
     f.input.wheel(-1);
-    ASSERT_TRUE(waitUntil([&] { return f.events.size() == 7; }));
-    EXPECT_NEAR(f.spinner->getValue(), 1.29, 1e-9);
+    EXPECT_TRUE(waitUntil([&] { return std::abs(f.spinner->getValue() - 1.29) < 1e-9; })) << f.spinner->getValue();
+    EXPECT_EQ(f.events.back(), f.spinner->getValue());
 
     SpinnerFixture stepped(1., 8., 3., 0, 1.);
     stepped.input.click(stepped.spinner->getTextControl());

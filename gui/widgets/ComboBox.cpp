@@ -15,7 +15,7 @@ ComboBox::ComboBox(wxWindow* parent, wxWindowID id, int width, Function<void()> 
                            wxArrayString(), wxCB_READONLY),
       onChange(std::move(onChange)), onWindowEvent(std::move(onWindowEvent)) {
     const GuiSkin& skin = activeSkin();
-    SetBackgroundColour(skinned ? shade(skin.background(), -0.25) : parent->GetBackgroundColour());
+    SetBackgroundColour(skinned ? skin.field() : parent->GetBackgroundColour());
     SetForegroundColour(skin.foreground());
     Bind(wxEVT_COMBOBOX, [this](wxCommandEvent& event) {
         // A choice in the popup or by a key: the control has selected already.

@@ -18,6 +18,10 @@ const GuiSkin& GuiSkin::editor() {
     return skin;
 }
 
+wxColour GuiSkin::field() const {
+    return shade(background(), -0.25);
+}
+
 namespace {
 
 GuiSkin& activeSkinSlot() {

@@ -39,6 +39,8 @@ struct GuiSkin {
     wxColour dimmed() const { return get(DIMMED_FOREGROUND); }
     wxColour background() const { return get(BACKGROUND); }
     wxColour accent() const { return get(ACCENT); }
+    /// The background of fields that take input: a shade darker than the panels.
+    wxColour field() const;
 
     /// The editor's dark skin.
     static const GuiSkin& editor();

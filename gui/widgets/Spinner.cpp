@@ -55,7 +55,7 @@ Spinner::Spinner(wxWindow* parent, wxWindowID id, int width, double minimum, dou
 void Spinner::createControls(int width) {
     text = new wxTextCtrl(this, wxID_ANY, wxEmptyString, wxDefaultPosition, wxDefaultSize,
                           wxTE_PROCESS_ENTER | wxBORDER_NONE | wxTE_RIGHT);
-    text->SetBackgroundColour(shade(getSkin().background(), -0.25));
+    text->SetBackgroundColour(getSkin().field());
     text->SetForegroundColour(getSkin().foreground());
     const int height = text->GetBestSize().y + 2;
     SetInitialSize(wxSize(scaleByDpi(width), height));
@@ -303,7 +303,7 @@ void Spinner::paint(wxDC& dc) {
     const GuiSkin& skin = getSkin();
     const bool focused = text->HasFocus();
     dc.SetPen(wxPen(focused ? skin.accent() : skin.dimmed()));
-    dc.SetBrush(wxBrush(shade(skin.background(), -0.25)));
+    dc.SetBrush(wxBrush(skin.field()));
     dc.DrawRectangle(0, 0, size.x, size.y);
 
     const wxRect arrows = arrowsRect();

@@ -7,7 +7,7 @@ namespace Vespra::Wx {
 TextControl::TextControl(wxWindow* parent, wxWindowID id, const wxString& value, const wxPoint& position,
                          const wxSize& size, long style)
     : wxTextCtrl(parent, id, value, position, size, style) {
-    SetBackgroundColour(shade(activeSkin().background(), -0.25));
+    SetBackgroundColour(activeSkin().field());
     SetForegroundColour(activeSkin().foreground());
 }
 

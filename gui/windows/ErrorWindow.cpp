@@ -413,10 +413,7 @@ void ErrorWindow::copyToClipboard() {
 }
 
 void ErrorWindow::clearLog() {
-    while (RowData* row = rowAt(0)) {
-        removeRow(row);
-    }
-    Close();
+    Close(); // closing removes every row
 }
 
 void ErrorWindow::onClose(wxCloseEvent& event) {

@@ -109,10 +109,15 @@ void addChannel(ChannelImage& image, const char* name, const Imf::Channel& forma
     }
 }
 
-PixelTargets readChannels(const Imf::Header& header, ChannelImage& image) {
+PixelTargets readChannels(const Imf::Header& header, const ExrLoader::ChannelFilter& filter,
+                          ChannelImage& image) {
     PixelTargets targets;
     for (auto it = header.channels().begin(); it != header.channels().end(); ++it) {
-        if (image.channels.contains(String::fromUtf8(it.name()))) {
+        const String name = String::fromUtf8(it.name());
+        if (filter && !filter(name)) {
+            continue;
+        }
+        if (image.channels.contains(name)) {
             throw Exception(u"File stores duplicate channels.");
         }
         if (it.channel().type == Imf::UINT) {
@@ -154,7 +159,7 @@ void widenHalves(Channel<float>& channel) {
     }
 }
 
-ChannelImage readImage(const Io::Path& path) {
+ChannelImage readImage(const Io::Path& path, const ExrLoader::ChannelFilter& filter) {
     Io::FileInputStream file(path);
     if (!file.isOpen()) {
         Iex::throwErrnoExc("%T.");
@@ -170,7 +175,7 @@ ChannelImage readImage(const Io::Path& path) {
     for (auto it = header.begin(); it != header.end(); ++it) {
         readAttribute(image, String::fromUtf8(it.name()), it.attribute());
     }
-    PixelTargets targets = readChannels(header, image);
+    PixelTargets targets = readChannels(header, filter, image);
     if (!image.findAttribute<float>(VxrAttribute::GAMMA)) {
         image.setAttribute(VxrAttribute::GAMMA, 1.f);
     }
@@ -192,7 +197,7 @@ ChannelImage readImage(const Io::Path& path) {
 Expected<ChannelImage, String> ExrLoader::load(const Io::Path& path) {
     return Detail::runExrWork(path, [&] {
         Detail::setExrGlobalThreadCount(multithreaded);
-        return readImage(path);
+        return readImage(path, filter);
     });
 }
 

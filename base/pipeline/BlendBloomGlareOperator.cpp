@@ -40,10 +40,10 @@ Array<ElementInfo> BlendBloomGlareOperator::getElements() const {
 Optional<ColorBitmap> BlendBloomGlareOperator::getColorBitmap(const String& name, const Bucket& region,
                                                               float zoom, std::uint32_t flags) {
     Optional<ColorBitmap> light = pullColorBitmap(upstream[1], name, region, zoom, flags);
-    if (name == BLOOM_GLARE_INTERACTIVE_NAME) {
-        return light;
-    }
-    Optional<ColorBitmap> picture = pullColorBitmap(upstream[0], name, region, zoom, flags);
+    // The pseudo-element is what the user looks at by default: the beauty with the effect's
+    // light, and the plain beauty while there is none.
+    const String pictureName = name == BLOOM_GLARE_INTERACTIVE_NAME ? String() : name;
+    Optional<ColorBitmap> picture = pullColorBitmap(upstream[0], pictureName, region, zoom, flags);
     if (picture && light) {
         addLight(*picture, *light);
     }

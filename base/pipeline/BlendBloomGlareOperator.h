@@ -4,8 +4,9 @@
 
 namespace Vespra::Pipeline {
 
-/// Adds the light of bloom and glare (upstream 1) to the picture (upstream 0), and offers that
-/// light alone as "Bloom and Glare Interactive". Without light it passes the picture through.
+/// Adds the light of bloom and glare (upstream 1) to the picture (upstream 0), and offers the
+/// beauty with that light as "Bloom and Glare Interactive". Without light it passes the
+/// picture through.
 class BlendBloomGlareOperator : public DependentMixin<2, IOperator> {
 public:
     /// Upstream 0's elements and, as upstream 1 describes it, the pseudo-element last.

@@ -136,17 +136,23 @@ bool isVespraExrFileName(const Io::Path& path) {
     return listContains(VESPRA_EXR_EXTENSIONS, path.extension().toLowerCase());
 }
 
-String getImageFormatsFileDialogFilter() {
+String getImageFormatsFileDialogFilter(bool vespraExrFirst) {
     String filter;
-    for (const FormatRow& row : FORMATS) {
+    const auto add = [&filter](const char16_t* name, const char16_t* extensions) {
         String patterns;
-        for (const String& extension : listOf(row.extensions)) {
+        for (const String& extension : listOf(extensions)) {
             patterns += (patterns.isEmpty() ? u"*." : u";*.") + extension;
         }
         if (!filter.isEmpty()) {
             filter += u'|';
         }
-        filter += Str::getFormatted("{} files ({})|{}", String(row.name), patterns, patterns);
+        filter += Str::getFormatted("{} files ({})|{}", String(name), patterns, patterns);
+    };
+    if (vespraExrFirst) {
+        add(u"Vespra EXR", VESPRA_EXR_EXTENSIONS);
+    }
+    for (const FormatRow& row : FORMATS) {
+        add(row.name, row.extensions);
     }
     return filter;
 }

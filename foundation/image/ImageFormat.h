@@ -37,8 +37,10 @@ ImageFormat getImageFormatFromFileName(const Io::Path& path);
 bool isVespraExrFileName(const Io::Path& path);
 
 /// The wildcard filter of a save/open dialog listing the formats, e.g.
-/// "PNG files (*.png)|*.png|JPEG files (*.jpg;*.jpeg)|*.jpg;*.jpeg|...".
-String getImageFormatsFileDialogFilter();
+/// "PNG files (*.png)|*.png|JPEG files (*.jpg;*.jpeg)|*.jpg;*.jpeg|...". With
+/// `vespraExrFirst` the system's own multi-channel format leads the list, for a save that
+/// may keep the whole image.
+String getImageFormatsFileDialogFilter(bool vespraExrFirst = false);
 
 /// The usual extension of a format ("png", "jpg", "tif", "exr", ...); empty for UNKNOWN.
 String getImageFormatExtension(ImageFormat format);

@@ -340,6 +340,8 @@ TEST(ImageFile, FormatsByFileName) {
         String(u"PNG files (*.png)|*.png|JPEG files (*.jpg;*.jpeg)|*.jpg;*.jpeg|"
                u"TIFF files (*.tif;*.tiff)|*.tif;*.tiff|EXR files (*.exr)|*.exr|BMP files (*.bmp)|*.bmp|"
                u"TGA files (*.tga)|*.tga|HDR files (*.hdr)|*.hdr"));
+    EXPECT_TRUE(getImageFormatsFileDialogFilter(true).startsWith(
+        u"Vespra EXR files (*.vxr;*.vex;*.vexr)|*.vxr;*.vex;*.vexr|PNG files (*.png)|*.png|"));
 }
 
 TEST(ImageFile, SaveSettingsValidation) {

@@ -129,6 +129,41 @@ TEST(ExrFile, EveryAttributeTypeAndChannelTypeRoundTrips) {
     }
 }
 
+TEST(ExrFile, AChannelFilterReadsOnlyTheChannelsItAccepts) {
+    TemporaryFolder folder;
+    const ChannelImage image = richImage({0, 0, 50, 60}, {10, 20, 30, 40});
+    const Io::Path path = folder.path() / Io::Path(u"filtered.vxr");
+    ASSERT_EQ(ExrSaver(false).save(image, path), true);
+    Stack<String> offered;
+    const auto loaded =
+        ExrLoader(true, [&offered](const String& name) {
+            offered.push(name);
+            return name == u"G" || name.startsWith(u"Shadows.") || name == u"R" || name == u"B";
+        }).load(path);
+    ASSERT_TRUE(loaded.has_value()) << loaded.error();
+
+    // Every channel of the file was offered, in the file's order.
+    EXPECT_EQ(offered, (Stack<String>{u"B", u"G", u"R", u"Shadows.R", u"ZDepth", u"id"}));
+    ASSERT_EQ(loaded->channels.size(), 4u);
+    for (const char16_t* name : {u"R", u"G", u"B", u"Shadows.R"}) {
+        SCOPED_TRACE(String(name).toUtf8());
+        ASSERT_NE(loaded->findChannel<float>(name), nullptr);
+        EXPECT_EQ(loaded->findChannel<float>(name)->data, image.findChannel<float>(name)->data);
+    }
+    // The attributes come whole.
+    for (const auto& [name, attribute] : image.attributes) {
+        SCOPED_TRACE(name.toUtf8());
+        ASSERT_TRUE(loaded->attributes.contains(name));
+        EXPECT_TRUE(loaded->attributes.at(name)->equals(*attribute));
+    }
+
+    // Without the beauty's channels there is no image to show.
+    const auto withoutBeauty =
+        ExrLoader(false, [](const String& name) { return name == u"ZDepth"; }).load(path);
+    ASSERT_FALSE(withoutBeauty.has_value());
+    EXPECT_EQ(withoutBeauty.error(), u"Cannot operate with image file " + quoted(path) + u". " + NO_BEAUTY);
+}
+
 TEST(ExrFile, WritesTheWindowsInclusiveAndNamesInAscii) {
     TemporaryFolder folder;
     ChannelImage image = richImage({0, 0, 40, 50}, {10, 20, 30, 40});

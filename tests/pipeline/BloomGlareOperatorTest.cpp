@@ -170,12 +170,11 @@ TEST(BloomGlareOperator, ASynchronousPullComputesSilentlyOnTheCallersThread) {
     EXPECT_EQ(bench.effectThread, std::this_thread::get_id());
     EXPECT_FALSE(called);
     EXPECT_EQ(bench.effectRuns, 1);
-    // The cache serves the next pull; the pseudo-element is the light alone, from the beauty.
+    // The cache serves the next pull; the pseudo-element is the beauty with the light of the
+    // beauty.
     EXPECT_TRUE(isPicturePlus(bench.pull(u"", PullFlag::SYNCHRONOUS), ADDED_LIGHT));
     EXPECT_EQ(bench.effectRuns, 1);
-    const Optional<ColorBitmap> light = bench.pull(BLOOM_GLARE_INTERACTIVE_NAME, PullFlag::SYNCHRONOUS);
-    ASSERT_TRUE(light);
-    EXPECT_EQ((*light)(3, 5), ADDED_LIGHT);
+    EXPECT_TRUE(isPicturePlus(bench.pull(BLOOM_GLARE_INTERACTIVE_NAME, PullFlag::SYNCHRONOUS), ADDED_LIGHT));
     EXPECT_EQ(bench.effectRuns, 2);
 }
 
@@ -197,7 +196,7 @@ TEST(BloomGlareOperator, TheDisplayGetsTheLightFromTheWorker) {
     EXPECT_TRUE(bench.runOn(u"Lamp").finished);
     const int runs = bench.effectRuns;
     EXPECT_TRUE(isPicturePlus(bench.pull(u"Lamp", PullFlag::SYNCHRONOUS), Rgb(0.f)));
-    EXPECT_FALSE(bench.pull(BLOOM_GLARE_INTERACTIVE_NAME, PullFlag::SYNCHRONOUS).has_value());
+    EXPECT_TRUE(isPicturePlus(bench.pull(BLOOM_GLARE_INTERACTIVE_NAME, PullFlag::SYNCHRONOUS), Rgb(0.f)));
     // So does a run with both intensities at 0.
     bench.settings.set(PropertyId::BLOOM_GLARE_ENABLED, true);
     ASSERT_TRUE(bench.pull(u"Lamp", PullFlag::SYNCHRONOUS));

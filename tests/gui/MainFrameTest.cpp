@@ -1,0 +1,488 @@
+// The main frame on a real operator graph with real renders: loading and merging, the title,
+// the prompts, the keys, saving, and the preferences file.
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <chrono>
+#include <thread>
+
+#include <OpenImageIO/imageio.h>
+#include <gtest/gtest.h>
+#include <wx/dnd.h>
+#include <wx/timer.h>
+
+#include "apps/cmd/BatchJob.h"
+#include "apps/samplegen/SampleRenderer.h"
+#include "base/image/ElementNames.h"
+#include "base/image/ExrSaver.h"
+#include "foundation/SystemInfo.h"
+#include "gui/LastDirectory.h"
+#include "gui/widgets/Button.h"
+#include "gui/widgets/ImageSaveSettingsDialog.h"
+#include "gui/widgets/MessageDialog.h"
+#include "gui/widgets/WxText.h"
+#include "gui/windows/DrawPanel.h"
+#include "gui/windows/ElementComboBox.h"
+#include "gui/windows/MainFrame.h"
+#include "settings/PropertyIds.h"
+#include "tests/foundation/TemporaryFolder.h"
+#include "tests/gui/GuiTestSupport.h"
+
+namespace Vespra::Wx {
+namespace {
+
+using GuiTest::Input;
+using GuiTest::settle;
+using GuiTest::waitUntil;
+
+/// Loads and saves of small renders end well within this.
+constexpr int OPERATOR_TIMEOUT_MS = 20000;
+
+/// Writes a render of the sample scene: a frame of `width` by `height` of which only the
+/// top-left `dataWidth` by `dataHeight` pixels are rendered, so that large frames stay cheap.
+Io::Path writeRender(const Io::Path& path, int width, int height, int dataWidth, int dataHeight,
+                     std::uint64_t seed = 3) {
+    SampleGen::RenderJob job = SampleGen::wholeFrameJob(width, height, 1, seed);
+    job.dataWindow = Bucket::fromSize(dataWidth, dataHeight);
+    const auto saved = ExrSaver(false).save(SampleGen::renderSampleImage(job), path);
+    EXPECT_TRUE(saved.has_value()) << (saved ? "" : saved.error().toUtf8());
+    return path;
+}
+
+/// The top-level message dialog that is modal and on the screen now, else null.
+MessageDialog* shownMessageDialog() {
+    for (wxWindow* window : wxTopLevelWindows) {
+        if (auto* dialog = dynamic_cast<MessageDialog*>(window);
+            dialog && dialog->IsModal() && dialog->IsShownOnScreen() && !dialog->getButtons().empty()) {
+            return dialog;
+        }
+    }
+    return nullptr;
+}
+
+/// The dialog breaks long lines where it likes: texts are compared with every break a space.
+wxString flat(wxString text) {
+    text.Replace("\n", " ");
+    return text;
+}
+
+ImageSaveSettingsDialog* shownSaveSettingsDialog() {
+    for (wxWindow* window : wxTopLevelWindows) {
+        if (auto* dialog = dynamic_cast<ImageSaveSettingsDialog*>(window);
+            dialog && dialog->IsModal() && dialog->IsShownOnScreen()) {
+            return dialog;
+        }
+    }
+    return nullptr;
+}
+
+/// Clicks the button labelled `label` of the next message dialog with buttons, and records
+/// the dialog's text. A timer looks for the dialog: a wait would run the modal loops of the
+/// busy dialogs that may come first, and so could never return to look.
+class Answer : public wxTimer {
+public:
+    Answer(const wxString& label, wxString* shownText)
+        : label(label), shownText(shownText),
+          deadline(std::chrono::steady_clock::now() + std::chrono::milliseconds(OPERATOR_TIMEOUT_MS)) {
+        Start(10);
+    }
+
+    void Notify() override {
+        wxDialog* dialog = shownMessageDialog();
+        std::vector<wxWindow*> buttons;
+        if (dialog) {
+            buttons = static_cast<MessageDialog*>(dialog)->getButtons();
+        } else if (ImageSaveSettingsDialog* saveDialog = shownSaveSettingsDialog()) {
+            dialog = saveDialog;
+            buttons = {saveDialog->getSaveButton(), saveDialog->getCancelButton()};
+        }
+        if (!dialog) {
+            if (std::chrono::steady_clock::now() > deadline) {
+                Stop();
+                ADD_FAILURE() << "no question came for \"" << label << "\"";
+            }
+            return;
+        }
+        Stop();
+        if (shownText) {
+            for (wxWindow* child : dialog->GetChildren()) {
+                if (child->GetLabel().length() > 30) {
+                    *shownText = flat(child->GetLabel());
+                }
+            }
+        }
+
+        for (wxWindow* button : buttons) {
+            if (button->GetLabel() == label) {
+                Input().click(button);
+                return;
+            }
+        }
+        ADD_FAILURE() << "no button \"" << label << "\"";
+        dialog->EndModal(wxID_CANCEL);
+    }
+
+private:
+    wxString label;
+    wxString* shownText;
+    std::chrono::steady_clock::time_point deadline;
+};
+
+/// A frame on its own settings and graph, with file dialogs that answer what the test says and
+/// count how often they were asked.
+class FrameFixture : public ::testing::Test {
+protected:
+    void SetUp() override {
+        configHome = folder.path().std() / "config";
+        std::filesystem::create_directories(configHome);
+        setenv("XDG_CONFIG_HOME", configHome.c_str(), 1);
+        frame = new MainFrame(nullptr, settings, *graph);
+        frame->fileDialogs.open = [this](wxWindow*, const String&, const String&, const Io::Path& start) {
+            ++openDialogs;
+            lastStartFolder = start;
+            return nextOpen;
+        };
+        frame->fileDialogs.openMany = [this](wxWindow*, const String&, const String&, const Io::Path&) {
+            ++openDialogs;
+            return nextMerge;
+        };
+        frame->fileDialogs.save = [this](wxWindow*, const String&, const String& filter, const Io::Path& suggested) {
+            ++saveDialogs;
+            lastSaveFilter = filter;
+            lastSuggested = suggested;
+            return nextSave;
+        };
+        // Counts the ends of loads as the operator reports them, ahead of the frame.
+        for (auto* callback : {&graph->load.onFinished, &graph->load.onError}) {
+            *callback = [this, frameCallback = *callback](const String& text) {
+                ++loadsEnded;
+                frameCallback(text);
+            };
+        }
+        frame->SetPosition(wxPoint(20, 20));
+        frame->Show();
+        ASSERT_TRUE(waitUntil([this] { return frame->IsShownOnScreen(); }));
+        frame->Raise();
+        settle();
+    }
+
+    void TearDown() override {
+        if (frameAlive()) {
+            frame->Destroy();
+        }
+        settle();
+        unsetenv("XDG_CONFIG_HOME");
+    }
+
+    /// Answers the next question with the button labelled `label`.
+    void whenAsked(const wxString& label, wxString* shownText = nullptr) {
+        answers.push_back(std::make_unique<Answer>(label, shownText));
+    }
+
+    bool frameAlive() const {
+        return std::find(wxTopLevelWindows.begin(), wxTopLevelWindows.end(), frame) != wxTopLevelWindows.end() &&
+               !frame->IsBeingDeleted();
+    }
+
+    /// Opens `paths` through the frame and waits until the load has ended.
+    void open(Array<Io::Path> paths) {
+        const int before = loadsEnded;
+        frame->openImages(std::move(paths));
+        waitForLoad(before);
+    }
+
+    /// Waits until more than `before` loads have ended and the frame has taken the end in.
+    /// The frame's busy dialog runs modally in the first round of events after the load
+    /// started, and that round returns only once the end has been handled.
+    void waitForLoad(int before) {
+        ASSERT_TRUE(waitUntil([&] { return loadsEnded > before; }, OPERATOR_TIMEOUT_MS));
+        settle();
+        ASSERT_TRUE(waitUntil([this] { return (frame->getState() & MainFrame::LOADING) == 0; }, OPERATOR_TIMEOUT_MS));
+    }
+
+    void change() {
+        settings->set(PropertyId::SIMPLE_EXPOSURE, Property(1.5f));
+        ASSERT_TRUE(waitUntil([this] { return (frame->getState() & MainFrame::MODIFIED) != 0; }));
+    }
+
+    Io::Path file(const char* name) const { return Io::Path(folder.path().std() / name); }
+
+    std::string expectedTitle(const std::string& status) const {
+        const std::string title = "Vespra Image Editor " + Utils::getLibVersion().toUtf8();
+        return status.empty() ? title : title + " (" + status + ")";
+    }
+
+    bool titleIs(const std::string& expected) const { return frame->GetTitle().ToStdString() == expected; }
+
+    TemporaryFolder folder;
+    std::filesystem::path configHome;
+    SharedPtr<Settings> settings = makeShared<Settings>();
+    AutoPtr<Pipeline::OperatorGraph> graph = makeAuto<Pipeline::OperatorGraph>(*settings);
+    MainFrame* frame = nullptr;
+
+    std::vector<std::unique_ptr<Answer>> answers;
+    std::atomic<int> loadsEnded = 0;
+    int openDialogs = 0;
+    int saveDialogs = 0;
+    Io::Path nextOpen;
+    Stack<Io::Path> nextMerge;
+    Io::Path nextSave;
+    Io::Path lastStartFolder;
+    Io::Path lastSuggested;
+    String lastSaveFilter;
+};
+
+TEST_F(FrameFixture, AnEmptyFrameEnablesOnlyOpenAndMergeAndTitlesItselfPlainly) {
+    EXPECT_EQ(frame->getState(), 0u);
+    EXPECT_TRUE(frame->getButton(MainFrame::ToolbarButton::OPEN)->IsEnabled());
+    EXPECT_TRUE(frame->getButton(MainFrame::ToolbarButton::MERGE)->IsEnabled());
+    for (auto button : {MainFrame::ToolbarButton::SAVE, MainFrame::ToolbarButton::SAVE_ALL,
+                        MainFrame::ToolbarButton::ZOOM_IN, MainFrame::ToolbarButton::RESET_ZOOM}) {
+        EXPECT_FALSE(frame->getButton(button)->IsEnabled());
+    }
+    EXPECT_FALSE(frame->getElementComboBox()->IsEnabled());
+    EXPECT_TRUE(waitUntil([&] { return titleIs(expectedTitle("")); })) << frame->GetTitle();
+    EXPECT_GE(frame->GetSize().x, 720);
+    EXPECT_GE(frame->GetSize().y, 405);
+
+    // Saving without an image says why.
+    wxString text;
+    whenAsked("OK", &text);
+    frame->save(MainFrame::SaveMode::CURRENT_ELEMENT);
+    EXPECT_EQ(text, flat("You have to open an image first."));
+    EXPECT_EQ(saveDialogs, 0);
+}
+
+TEST_F(FrameFixture, TitleOfAChangedMergeOfThreeFilesNamesTheFirstSizeAndZoom) {
+    Stack<Io::Path> parts;
+    for (const char* name : {"node1.vxr", "node2.vxr", "node3.vxr"}) {
+        parts.push(writeRender(file(name), 1920, 1080, 48, 27, parts.size() + 1));
+    }
+    open(Array<Io::Path>(parts));
+    ASSERT_EQ(frame->getState(), std::uint32_t(MainFrame::IMAGE_OPEN));
+    EXPECT_EQ(frame->getDrawPanel()->getImageSize(), (Pixel{1920, 1080}));
+    EXPECT_EQ(frame->getElementComboBox()->currentName(), BLOOM_GLARE_INTERACTIVE_NAME);
+    change();
+    const std::string expected =
+        expectedTitle(parts[0].nativeStr().toUtf8() + " [and 2 more] *, 1920x1080px, 1:1");
+    EXPECT_TRUE(waitUntil([&] { return titleIs(expected); })) << frame->GetTitle() << "\nexpected " << expected;
+
+    // Ctrl+1 zooms in (the 1 belongs to zooming in), Ctrl+0 resets.
+    Input input;
+    input.moveTo(frame->getDrawPanel());
+    input.key('1', wxMOD_CONTROL);
+    EXPECT_TRUE(waitUntil([&] { return frame->getDrawPanel()->getZoomLevel() == 1; }));
+    EXPECT_TRUE(waitUntil([&] { return frame->GetTitle().EndsWith(", 2:1)"); })) << frame->GetTitle();
+    input.key('-', wxMOD_CONTROL);
+    input.key('-', wxMOD_CONTROL);
+    EXPECT_TRUE(waitUntil([&] { return frame->getDrawPanel()->getZoomLevel() == -1; }));
+    EXPECT_TRUE(waitUntil([&] { return frame->GetTitle().EndsWith(", 1:2)"); })) << frame->GetTitle();
+    input.key('0', wxMOD_CONTROL);
+    EXPECT_TRUE(waitUntil([&] { return frame->getDrawPanel()->getZoomLevel() == 0; }));
+    // Without Control the keys are not the frame's.
+    input.key('1');
+    EXPECT_EQ(frame->getDrawPanel()->getZoomLevel(), 0);
+}
+
+TEST_F(FrameFixture, TheTitleSaysLoadingWhileTheLoadRuns) {
+    const Io::Path render = writeRender(file("slow.vxr"), 40, 30, 40, 30);
+    std::atomic<bool> release = false;
+    graph->load.setLoader(makeShared<Pipeline::LoadOperator::Loader>(
+        [&release](const Io::Path&) -> Expected<ChannelImage, String> {
+            while (!release) {
+                std::this_thread::yield();
+            }
+            SampleGen::RenderJob job = SampleGen::wholeFrameJob(40, 30, 1);
+            return SampleGen::renderSampleImage(job);
+        }));
+    // The busy dialog runs modally until the load ends: a timer looks at the title from inside
+    // it, since a wait would itself run the dialog.
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(OPERATOR_TIMEOUT_MS);
+    wxTimer check;
+    check.Bind(wxEVT_TIMER, [&](wxTimerEvent&) {
+        if (frame->getBusyDialog() && titleIs(expectedTitle("loading ..."))) {
+            release = true;
+        } else if (std::chrono::steady_clock::now() > deadline) {
+            ADD_FAILURE() << "no busy dialog, or the title " << frame->GetTitle();
+            release = true;
+        }
+        if (release) {
+            check.Stop();
+        }
+    });
+    check.Start(10);
+    open({render});
+    EXPECT_EQ(frame->getBusyDialog(), nullptr);
+    EXPECT_TRUE(waitUntil([&] { return titleIs(expectedTitle(render.nativeStr().toUtf8() + ", 40x30px, 1:1")); }))
+        << frame->GetTitle();
+}
+
+TEST_F(FrameFixture, AFailedLoadKeepsTheImageItsChangesAndItsTitle) {
+    const Io::Path render = writeRender(file("good.vxr"), 40, 30, 40, 30);
+    open({render});
+    change();
+    wxString text;
+    whenAsked("OK", &text);
+    open({file("missing.vxr")});
+    EXPECT_TRUE(text.Contains("missing.vxr")) << text;
+    EXPECT_EQ(frame->getState(), std::uint32_t(MainFrame::IMAGE_OPEN | MainFrame::MODIFIED));
+    EXPECT_EQ(frame->getDrawPanel()->getImageSize(), (Pixel{40, 30}));
+    EXPECT_TRUE(waitUntil([&] { return titleIs(expectedTitle(render.nativeStr().toUtf8() + " *, 40x30px, 1:1")); }))
+        << frame->GetTitle();
+}
+
+TEST_F(FrameFixture, PromptsGoOnOrStayAndAskOnlyAboutChanges) {
+    const Io::Path first = writeRender(file("first.vxr"), 40, 30, 40, 30);
+    const Io::Path second = writeRender(file("second.vxr"), 20, 10, 20, 10);
+    open({first});
+
+    // Unchanged: a new image opens without a question.
+    nextOpen = second;
+    int before = loadsEnded;
+    frame->askOpen();
+    waitForLoad(before);
+    EXPECT_EQ(openDialogs, 1);
+    EXPECT_EQ(frame->getDrawPanel()->getImageSize(), (Pixel{20, 10}));
+
+    change();
+    wxString text;
+    whenAsked("Keep current", &text);
+    frame->askOpen();
+    EXPECT_EQ(text, flat("Do you want to open a new image?\nUnsaved changes to the current image will be lost."));
+    EXPECT_EQ(openDialogs, 1);
+
+    whenAsked("Keep current", &text);
+    frame->askMerge();
+    EXPECT_EQ(text, flat("Do you want to merge multiple images?\nUnsaved changes to the current image will be lost."));
+    EXPECT_EQ(openDialogs, 1);
+
+    whenAsked("Discard current");
+    nextMerge = {};
+    frame->askMerge();
+    EXPECT_EQ(openDialogs, 2);
+
+    // A drop of two files is refused at once; one file is asked about once the drop is over.
+    auto* target = dynamic_cast<wxFileDropTarget*>(frame->GetDropTarget());
+    ASSERT_NE(target, nullptr);
+    wxArrayString two;
+    two.Add(toWx(first.nativeStr()));
+    two.Add(toWx(second.nativeStr()));
+    EXPECT_FALSE(target->OnDropFiles(10, 10, two));
+    settle();
+    EXPECT_EQ(shownMessageDialog(), nullptr);
+    wxArrayString one;
+    one.Add(toWx(first.nativeStr()));
+    whenAsked("Keep current", &text);
+    EXPECT_TRUE(target->OnDropFiles(10, 10, one));
+    EXPECT_TRUE(waitUntil([&] { return text.StartsWith("Do you want to open the dropped image? "); })) << text;
+    EXPECT_EQ(frame->getDrawPanel()->getImageSize(), (Pixel{20, 10}));
+    text.clear();
+    whenAsked("Discard current", &text);
+    before = loadsEnded;
+    EXPECT_TRUE(target->OnDropFiles(10, 10, one));
+    waitForLoad(before);
+    EXPECT_EQ(frame->getDrawPanel()->getImageSize(), (Pixel{40, 30}));
+    EXPECT_EQ(frame->getState(), std::uint32_t(MainFrame::IMAGE_OPEN));
+
+    // Reset of Post: stay keeps the change, go on restores the image's value.
+    const Property imageExposure = settings->get(PropertyId::SIMPLE_EXPOSURE);
+    change();
+    whenAsked("Keep settings", &text);
+    frame->askResetPost();
+    EXPECT_EQ(text, flat("Are you sure you want to reset all Post settings to image defaults?"));
+    EXPECT_EQ(settings->get(PropertyId::SIMPLE_EXPOSURE), Property(1.5f));
+    whenAsked("Reset settings");
+    frame->askResetPost();
+    EXPECT_EQ(settings->get(PropertyId::SIMPLE_EXPOSURE), imageExposure);
+
+    // Closing with changes: stay vetoes, go on closes.
+    change();
+    whenAsked("Keep playing", &text);
+    EXPECT_FALSE(frame->Close());
+    EXPECT_EQ(text, flat("Do you want to exit the editor?\nUnsaved changes to the image will be lost."));
+    settle();
+    EXPECT_TRUE(frameAlive());
+    whenAsked("Exit without saving");
+    frame->Close();
+    EXPECT_TRUE(waitUntil([&] { return !frameAlive(); }));
+}
+
+TEST_F(FrameFixture, ATinyImageSitsInTheMiddleWithoutBars) {
+    open({writeRender(file("dot.vxr"), 1, 1, 1, 1)});
+    DrawPanel* panel = frame->getDrawPanel();
+    EXPECT_FALSE(panel->isHorizontalBarShown());
+    EXPECT_FALSE(panel->isVerticalBarShown());
+    const wxRect image = panel->getImagePanel()->GetRect();
+    EXPECT_EQ(image.GetSize(), wxSize(1, 1));
+    EXPECT_NEAR(image.x, (panel->GetClientSize().x - 1) / 2, 1);
+    EXPECT_NEAR(image.y, (panel->GetClientSize().y - 1) / 2, 1);
+}
+
+TEST_F(FrameFixture, SavingTheShownElementToPngWritesWhatTheBatchToolWrites) {
+    const Io::Path render = writeRender(file("render.vxr"), 48, 32, 48, 32);
+    open({render});
+    settings->set(PropertyId::SIMPLE_EXPOSURE, Property(0.75f));
+    settings->set(PropertyId::SATURATION, Property(0.3f));
+
+    nextSave = file("shown.png");
+    whenAsked("Save");
+    frame->save(MainFrame::SaveMode::CURRENT_ELEMENT);
+    EXPECT_TRUE(lastSaveFilter.startsWith(u"Vespra EXR files (*.vxr;*.vex;*.vexr)|"));
+    EXPECT_EQ(lastSuggested, file("render.vxr"));
+    ASSERT_TRUE(waitUntil([&] { return std::filesystem::exists(nextSave.std()) && !(frame->getState() & MainFrame::SAVING); },
+                          OPERATOR_TIMEOUT_MS));
+    EXPECT_EQ(frame->getState(), std::uint32_t(MainFrame::IMAGE_OPEN));
+
+    Cmd::CommandLineOptions options;
+    options.inputs = {render.nativeStr().toUtf8()};
+    options.output = file("batch.png").nativeStr().toUtf8();
+    options.properties = {"colorMap.simpleExposure=0.75", "colorMap.saturation=0.3"};
+    options.elements = {"Bloom and Glare Interactive"};
+    options.quiet = true;
+    std::ostringstream messages;
+    ASSERT_EQ(Cmd::BatchJob(options, messages).run(), Cmd::EXIT_OK) << messages.str();
+
+    const auto read = [](const Io::Path& path) {
+        auto input = OIIO::ImageInput::open(path.nativeStr().toUtf8());
+        EXPECT_TRUE(input) << path.nativeStr().toUtf8();
+        std::vector<std::uint8_t> pixels(input ? input->spec().image_bytes() : 0);
+        if (input) {
+            EXPECT_EQ(input->spec().width, 48);
+            input->read_image(0, 0, 0, input->spec().nchannels, OIIO::TypeDesc::UINT8, pixels.data());
+        }
+        return pixels;
+    };
+    const std::vector<std::uint8_t> shown = read(nextSave);
+    ASSERT_FALSE(shown.empty());
+    EXPECT_EQ(shown, read(file("batch.png")));
+
+    // The folder of the save is where the next dialog starts.
+    EXPECT_EQ(lastDirectoryPath(), Io::Path(folder.path().nativeStr() + u"/"));
+}
+
+TEST_F(FrameFixture, TheLastFolderIsKeptInTheUsersPreferencesOnceAFileWasChosen) {
+    const std::filesystem::path preferences = configHome / "VespraRenderer.conf";
+    EXPECT_EQ(lastDirectoryPath(), Io::Path(u"./"));
+    nextOpen = Io::Path();
+    frame->openDialog();
+    EXPECT_EQ(lastStartFolder, Io::Path(u"./"));
+    EXPECT_FALSE(std::filesystem::exists(preferences)) << "nothing was chosen, nothing is written";
+
+    std::filesystem::create_directories(folder.path().std() / "renders");
+    nextOpen = writeRender(Io::Path(folder.path().std() / "renders" / "a.vxr"), 8, 8, 8, 8);
+    const int before = loadsEnded;
+    frame->openDialog();
+    waitForLoad(before);
+    ASSERT_TRUE(std::filesystem::exists(preferences));
+    std::ifstream stream(preferences);
+    const std::string text((std::istreambuf_iterator<char>(stream)), std::istreambuf_iterator<char>());
+    EXPECT_NE(text.find("[ImageEditor]"), std::string::npos) << text;
+    EXPECT_NE(text.find("LastDirectory=" + (folder.path().std() / "renders").string()), std::string::npos) << text;
+    frame->openDialog();
+    EXPECT_EQ(lastStartFolder, Io::Path(folder.path().nativeStr() + u"/renders/"));
+}
+
+} // namespace
+} // namespace Vespra::Wx

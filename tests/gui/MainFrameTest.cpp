@@ -484,5 +484,34 @@ TEST_F(FrameFixture, TheLastFolderIsKeptInTheUsersPreferencesOnceAFileWasChosen)
     EXPECT_EQ(lastStartFolder, Io::Path(folder.path().nativeStr() + u"/renders/"));
 }
 
+TEST_F(FrameFixture, AScreenshotOfTheEditorWithTheSampleGoesToTheBuildFolder) {
+    SampleGen::RenderJob job = SampleGen::wholeFrameJob(960, 540, 8);
+    const Io::Path sample = file("sample.vxr");
+    ASSERT_TRUE(ExrSaver(false).save(SampleGen::renderSampleImage(job), sample).has_value());
+    open({sample});
+    // The frame fitted itself to the image, within the screen.
+    const wxSize panel = frame->getDrawPanel()->GetSize();
+    EXPECT_GE(panel.x, 960);
+    EXPECT_GE(panel.y, 540);
+    EXPECT_FALSE(frame->getDrawPanel()->isHorizontalBarShown());
+    frame->Refresh();
+    settle();
+
+    // What the frame shows, its child windows included, read back from the X server.
+    const wxSize size = frame->GetClientSize();
+    wxBitmap bitmap(size.x, size.y, 24);
+    wxClientDC screen(frame);
+    wxMemoryDC memory(bitmap);
+    memory.Blit(0, 0, size.x, size.y, &screen, 0, 0);
+    memory.SelectObject(wxNullBitmap);
+    const wxImage image = bitmap.ConvertToImage();
+    // The picture is there: the centre of the image is lit, not the panel's background.
+    const wxPoint centre = frame->getDrawPanel()->GetPosition() + wxPoint(panel.x / 2, panel.y / 2);
+    const int brightness = image.GetRed(centre.x, centre.y) + image.GetGreen(centre.x, centre.y) +
+                           image.GetBlue(centre.x, centre.y);
+    EXPECT_GT(brightness, 30);
+    EXPECT_TRUE(image.SaveFile(VESPRA_BUILD_DIR "/editor.png", wxBITMAP_TYPE_PNG));
+}
+
 } // namespace
 } // namespace Vespra::Wx

@@ -534,6 +534,11 @@ void MainFrame::askResetPost() {
 }
 
 void MainFrame::onClose(wxCloseEvent& event) {
+    // A load or a save runs its busy dialog on this frame: it ends first.
+    if (event.CanVeto() && busyDialog) {
+        event.Veto();
+        return;
+    }
     if (event.CanVeto() && hasFlag(MODIFIED) && !ask(closePromptText(), u"Exit without saving", u"Keep playing")) {
         event.Veto();
         return;

@@ -480,6 +480,7 @@ TEST_F(FrameFixture, TheLastFolderIsKeptInTheUsersPreferencesOnceAFileWasChosen)
     const std::string text((std::istreambuf_iterator<char>(stream)), std::istreambuf_iterator<char>());
     EXPECT_NE(text.find("[ImageEditor]"), std::string::npos) << text;
     EXPECT_NE(text.find("LastDirectory=" + (folder.path().std() / "renders").string()), std::string::npos) << text;
+    nextOpen = Io::Path();
     frame->openDialog();
     EXPECT_EQ(lastStartFolder, Io::Path(folder.path().nativeStr() + u"/renders/"));
 }

@@ -46,7 +46,7 @@ DrawPanel::DrawPanel(wxWindow* parent)
     imagePanel =
         new wxPanel(this, wxID_ANY, wxDefaultPosition, wxSize(0, 0), wxTAB_TRAVERSAL | wxBORDER_NONE);
     imagePanel->SetBackgroundStyle(wxBG_STYLE_PAINT);
-    imagePanel->SetBackgroundColour(skin.get(GuiSkin::BLACK));
+    imagePanel->SetBackgroundColour(skin.get(GuiSkin::IMAGE_BACKGROUND));
 
     probe = new PixelProbe(
         imagePanel,
@@ -351,7 +351,7 @@ void DrawPanel::onPaint(wxPaintEvent&) {
     const bool moved = alignShownPixels(size, scroll);
     wxMemoryDC memory(shownPixels);
     memory.SetPen(*wxTRANSPARENT_PEN);
-    memory.SetBrush(wxBrush(activeSkin().get(GuiSkin::BLACK)));
+    memory.SetBrush(wxBrush(activeSkin().get(GuiSkin::IMAGE_BACKGROUND)));
     const float scale = sourcePixelsPerDisplayPixel();
     const wxRegion& update = imagePanel->GetUpdateRegion();
     // The paint after a scroll takes the pixels that stayed in view from what was shown and

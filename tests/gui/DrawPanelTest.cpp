@@ -360,14 +360,15 @@ TEST(DrawPanel, ThePaintShowsTheFunctionsPixelsAtEachZoomAndFillsWhileTheChainIs
     FakeImage image({700, 520});
     wxWindow* imagePanel = f.panel->getImagePanel();
 
-    // While the chain is not ready: the black of the skin, and the pulls are those of the screen.
-    const auto allBlack = [&] {
+    // While the chain is not ready: the background of the image display, and the pulls are those
+    // of the screen.
+    const auto allBackground = [&] {
         const wxImage shot = capture(imagePanel);
-        const wxColour black = activeSkin().get(GuiSkin::BLACK);
+        const wxColour fill = activeSkin().get(GuiSkin::IMAGE_BACKGROUND);
         for (int y = 0; y < shot.GetHeight(); ++y) {
             for (int x = 0; x < shot.GetWidth(); ++x) {
-                if (shot.GetRed(x, y) != black.Red() || shot.GetGreen(x, y) != black.Green() ||
-                    shot.GetBlue(x, y) != black.Blue()) {
+                if (shot.GetRed(x, y) != fill.Red() || shot.GetGreen(x, y) != fill.Green() ||
+                    shot.GetBlue(x, y) != fill.Blue()) {
                     return false;
                 }
             }
@@ -378,7 +379,7 @@ TEST(DrawPanel, ThePaintShowsTheFunctionsPixelsAtEachZoomAndFillsWhileTheChainIs
     f.panel->setImage(image.size, image.rawFunction(), image.displayFunction());
     f.panel->scrollBy(3, 2);
     f.panel->repaint();
-    EXPECT_TRUE(waitUntil([&] { return !image.displayRequests.empty() && allBlack(); }));
+    EXPECT_TRUE(waitUntil([&] { return !image.displayRequests.empty() && allBackground(); }));
     for (const Request& request : image.displayRequests) {
         EXPECT_EQ(request.flags, 1u);
         EXPECT_EQ(request.scale, 1.f);

@@ -161,6 +161,10 @@ protected:
                 frameCallback(text);
             };
         }
+        graph->denoise.onFinished = [this, frameCallback = graph->denoise.onFinished](const String& text) {
+            ++denoisesEnded;
+            frameCallback(text);
+        };
         frame->SetPosition(wxPoint(20, 20));
         frame->Show();
         ASSERT_TRUE(waitUntil([this] { return frame->IsShownOnScreen(); }));
@@ -224,6 +228,7 @@ protected:
 
     std::vector<std::unique_ptr<Answer>> answers;
     std::atomic<int> loadsEnded = 0;
+    std::atomic<int> denoisesEnded = 0;
     int openDialogs = 0;
     int saveDialogs = 0;
     Io::Path nextOpen;
@@ -483,6 +488,28 @@ TEST_F(FrameFixture, TheLastFolderIsKeptInTheUsersPreferencesOnceAFileWasChosen)
     nextOpen = Io::Path();
     frame->openDialog();
     EXPECT_EQ(lastStartFolder, Io::Path(folder.path().nativeStr() + u"/renders/"));
+}
+
+TEST_F(FrameFixture, DenoiseAddsTheDenoisedElementsToTheList) {
+    SampleGen::RenderJob job = SampleGen::wholeFrameJob(32, 24, 2);
+    const Io::Path render = file("noisy.vxr");
+    ASSERT_TRUE(ExrSaver(false).save(SampleGen::renderSampleImage(job), render).has_value());
+    open({render});
+    const auto denoisedItems = [&] {
+        int count = 0;
+        for (const ComboBox::Item& item : frame->getElementComboBox()->getData()) {
+            count += item.text.EndsWith(" [Denoised]");
+        }
+        return count;
+    };
+    EXPECT_EQ(denoisedItems(), 0);
+    frame->denoise();
+    ASSERT_TRUE(waitUntil([&] { return denoisesEnded > 0; }, OPERATOR_TIMEOUT_MS));
+    // The most advanced mode the image has the data for was chosen.
+    EXPECT_EQ(settings->get(PropertyId::DENOISE_FILTER_TYPE).asInt(), std::int32_t(graph->denoise.getAvailableModes()[0]));
+    EXPECT_TRUE(waitUntil([&] { return denoisedItems() == int(graph->denoise.getDenoisableElements({}).size()); }))
+        << denoisedItems();
+    EXPECT_GT(denoisedItems(), 0);
 }
 
 TEST_F(FrameFixture, AScreenshotOfTheEditorWithTheSampleGoesToTheBuildFolder) {

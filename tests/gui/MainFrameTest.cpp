@@ -252,6 +252,13 @@ TEST_F(FrameFixture, AnEmptyFrameEnablesOnlyOpenAndMergeAndTitlesItselfPlainly) 
     EXPECT_GE(frame->GetSize().x, 720);
     EXPECT_GE(frame->GetSize().y, 405);
 
+    // The side panel comes and goes with its button, which swaps its image.
+    ASSERT_TRUE(frame->isSidePanelShown());
+    Input().click(frame->getButton(MainFrame::ToolbarButton::SIDE_PANEL));
+    EXPECT_TRUE(waitUntil([&] { return !frame->isSidePanelShown(); }));
+    Input().click(frame->getButton(MainFrame::ToolbarButton::SIDE_PANEL));
+    EXPECT_TRUE(waitUntil([&] { return frame->isSidePanelShown(); }));
+
     // Saving without an image says why.
     wxString text;
     whenAsked("OK", &text);
@@ -289,6 +296,20 @@ TEST_F(FrameFixture, TitleOfAChangedMergeOfThreeFilesNamesTheFirstSizeAndZoom) {
     // Without Control the keys are not the frame's.
     input.key('1');
     EXPECT_EQ(frame->getDrawPanel()->getZoomLevel(), 0);
+
+    // Page Up and Down step through the elements; the last one has no next.
+    ElementComboBox* elements = frame->getElementComboBox();
+    const int last = elements->getCount() - 1;
+    ASSERT_EQ(elements->getSelectedIndex(), last);
+    input.key(WXK_PAGEDOWN, wxMOD_CONTROL);
+    EXPECT_EQ(elements->getSelectedIndex(), last);
+    input.key(WXK_PAGEUP, wxMOD_CONTROL);
+    EXPECT_TRUE(waitUntil([&] { return elements->getSelectedIndex() == last - 1; }));
+    EXPECT_EQ(elements->currentName(), elements->getElements()[std::size_t(last - 1)].name);
+
+    // Ctrl+O opens the dialog without asking, changes or not.
+    input.key('O', wxMOD_CONTROL);
+    EXPECT_TRUE(waitUntil([&] { return openDialogs == 1; }));
 }
 
 TEST_F(FrameFixture, TheTitleSaysLoadingWhileTheLoadRuns) {

@@ -360,15 +360,21 @@ void DrawPanel::onPaint(wxPaintEvent&) {
     if (moved) {
         missing.Subtract(validPixels);
     }
+    bool picture = true;
     for (wxRegionIterator rectangles(missing); rectangles; ++rectangles) {
         const wxRect rectangle = rectangles.GetRect();
         if (paintRectangle(memory, rectangle, scroll, scale)) {
             validPixels.Union(rectangle);
+        } else {
+            picture = false;
         }
     }
     for (wxRegionIterator rectangles(update); rectangles; ++rectangles) {
         const wxRect rectangle = rectangles.GetRect();
         dc.Blit(rectangle.GetPosition(), rectangle.GetSize(), &memory, rectangle.GetPosition());
+    }
+    if (picture) {
+        ++paintCount;
     }
 }
 

@@ -95,6 +95,10 @@ public:
     PixelProbe* getProbe() { return probe; }
     /// Whether the full repaint that follows a scroll or a resize is still to come.
     bool isRepaintPending() const { return repaintCallback.isPending(); }
+    /// How many paints of the image panel have ended with the picture in all they covered; a
+    /// paint that filled any of it with the background (no image, a chain not ready) is not
+    /// counted. What the editor's benchmark waits on.
+    std::uint64_t getPaintCount() const { return paintCount; }
 
     /// Called after each change of the zoom.
     Function<void()> onZoomChanged;
@@ -171,6 +175,7 @@ private:
     std::int32_t shownLevel = 0;
     /// The cursor last set on the image panel.
     wxStockCursor currentCursor = wxCURSOR_NONE;
+    std::uint64_t paintCount = 0;
 };
 
 } // namespace Vespra::Wx

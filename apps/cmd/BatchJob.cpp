@@ -8,6 +8,8 @@
 #include "base/image/ElementNames.h"
 #include "foundation/Scheduler.h"
 #include "foundation/image/ImageFile.h"
+#include "imaging/ColorMapping.h"
+#include "imaging/PostProcessData.h"
 #include "settings/Conf.h"
 #include "settings/PropertyCatalogue.h"
 #include "settings/PropertyIds.h"
@@ -188,7 +190,20 @@ void BatchJob::listElements() {
 void BatchJob::printSettings() {
     Io::TextOutputStream stream = Io::TextOutputStream::toMemory();
     Conf::save(settings, stream, Conf::filterOf(PropertyCatalogue::allImageIds()));
-    out << stream.memoryContents();
+    const auto text = stream.memoryContents();
+    out << text;
+    // What follows on the terminal starts on a line of its own.
+    if (!text.empty() && text.back() != '\n') {
+        out << '\n';
+    }
+}
+
+Optional<String> BatchJob::lookUpTableError() {
+    // The display goes on without a table it cannot read; a farm has no screen to notice that.
+    Optional<String> error;
+    const PostProcessData data(SharedPtr<Abstract::Settings>(SharedPtr<Abstract::Settings>(), &settings));
+    const ColorMapping mapping(data, [&error](const String& message) { error = message; });
+    return error;
 }
 
 int BatchJob::save() {
@@ -214,6 +229,11 @@ int BatchJob::saveImages(const Io::Path& path) {
                              u"\" has no known image format; use an extension such as .png, .jpg, .tif, "
                              u".exr or .vxr.");
         return EXIT_USAGE;
+    }
+    // A .vxr keeps the settings as they are; a picture would silently lack the grade.
+    if (const Optional<String> error = lookUpTableError()) {
+        progress.message("Error: ", *error);
+        return EXIT_FAILED;
     }
     const std::vector<std::string> requested =
         options.elements.empty() ? std::vector<std::string>{"BEAUTY"} : options.elements;

@@ -33,6 +33,8 @@ private:
     bool denoise();
     void listElements();
     void printSettings();
+    /// The message of a look-up table that is switched on but cannot be read, if any.
+    Optional<String> lookUpTableError();
     int save();
     int saveVxr(const Io::Path& path);
     int saveImages(const Io::Path& path);

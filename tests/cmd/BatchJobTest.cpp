@@ -1,4 +1,5 @@
 #include <filesystem>
+#include <fstream>
 #include <sstream>
 
 #include <gtest/gtest.h>
@@ -136,6 +137,38 @@ TEST_F(BatchTool, ExitStatusesAndMessages) {
     EXPECT_TRUE(std::filesystem::exists(file("out_ZDepth.png")));
 }
 
+TEST_F(BatchTool, ATableThatCannotBeReadFailsThePictureAndWritesNothing) {
+    const std::filesystem::path realTable = "../shared/testdata/lut/saturation.3dl";
+    if (!std::filesystem::exists(realTable)) {
+        GTEST_SKIP() << realTable << " is not there";
+    }
+    const std::string render = writeRender("render.vxr", frameJob(1));
+    // A real table cut off halfway through its rows, as an interrupted copy leaves it.
+    std::ifstream whole(realTable);
+    const std::string text((std::istreambuf_iterator<char>(whole)), std::istreambuf_iterator<char>());
+    std::ofstream(file("truncated.3dl")) << text.substr(0, text.size() / 2);
+    std::ofstream(file("table.txt")) << "not a table\n";
+    const std::pair<std::string, std::string> cases[] = {
+        {file("truncated.3dl"), "LUT file does not have standard format"},
+        {file("missing.cube"), "File not found or cannot be opened"},
+        {file("table.txt"), "Unsupported file format (must be either .cube or .3dl)"},
+    };
+    for (const auto& [table, reason] : cases) {
+        std::filesystem::remove(file("out.png"));
+        ::testing::internal::CaptureStderr();
+        const CommandResult result = runTool(
+            {render, "-p", "colorMap.lut.enable=true", "-p", "colorMap.lut.path=" + table, "-o", file("out.png")});
+        const std::string messages = ::testing::internal::GetCapturedStderr();
+        EXPECT_EQ(result.status, Cmd::EXIT_FAILED) << table;
+        EXPECT_NE(messages.find("Error loading LUT file '" + table + "': \n" + reason), std::string::npos)
+            << messages;
+        EXPECT_FALSE(std::filesystem::exists(file("out.png"))) << table;
+    }
+    // Switched off, the same broken table is no reason to fail.
+    EXPECT_EQ(runTool({render, "-p", "colorMap.lut.path=" + file("missing.cube"), "-o", file("out.png")}).status,
+              Cmd::EXIT_OK);
+}
+
 TEST_F(BatchTool, ListsElementsAndSettingsAndKeepsThemInAVxr) {
     const std::string render = writeRender("render.vxr", frameJob(1));
     const CommandResult listed = runTool({render, "--list-elements", "--json"});
@@ -165,7 +198,9 @@ TEST_F(BatchTool, ListsElementsAndSettingsAndKeepsThemInAVxr) {
         << printed.out;
     EXPECT_NE(printed.out.find("FloatArray  colorMap.lightmixIntensities      = 1, 0.5, 2, 1\n"),
               std::string::npos);
-    // A render without stored settings shows the defaults.
-    EXPECT_NE(runTool({render, "--print-settings"}).out.find("Float       colorMap.contrast      = 1\n"),
-              std::string::npos);
+    // A render without stored settings shows the defaults, its last line ended like the others.
+    const std::string defaults = runTool({render, "--print-settings"}).out;
+    EXPECT_NE(defaults.find("Float       colorMap.contrast      = 1\n"), std::string::npos);
+    ASSERT_FALSE(defaults.empty());
+    EXPECT_EQ(defaults.back(), '\n');
 }

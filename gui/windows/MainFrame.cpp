@@ -26,6 +26,7 @@
 #include "gui/widgets/WxText.h"
 #include "gui/windows/DrawPanel.h"
 #include "gui/windows/ElementComboBox.h"
+#include "gui/windows/ProgressDialog.h"
 #include "settings/Conf.h"
 #include "settings/PropertyCatalogue.h"
 #include "settings/PropertyIds.h"
@@ -46,6 +47,9 @@ const wxSize TOOLBAR_ICON_SIZE(16, 16);
 constexpr long NOTEBOOK_STYLE = wxAUI_NB_TOP | wxAUI_NB_TAB_MOVE;
 constexpr int WHEEL_SCROLL_LINES = 4;
 constexpr int KEY_SCROLL_UNITS = 10;
+
+/// Where the progress of a denoise shows, from the image's top-left corner.
+const wxPoint PROGRESS_OFFSET(15, 15);
 
 /// Ids of the prompts' buttons: the index of the button, with the one that goes on second.
 constexpr int STAY_BUTTON = 1;
@@ -153,6 +157,8 @@ MainFrame::MainFrame(wxWindow* parent, SharedPtr<Settings> settings, Pipeline::O
     registerOperatorCallbacks();
     registerSettingsListeners();
     SetDropTarget(new LoadDropTarget(this));
+    progressDialog = new ProgressDialog(this);
+    progressDialog->setOnCancel([this] { this->graph.denoise.cancel(); });
     fitSidePanel();
     fitMinimumSize();
     updateState();
@@ -327,6 +333,8 @@ void MainFrame::registerOperatorCallbacks() {
         saver->onFinished = wrap<const String&>([this](const String&) { onSaveFinished(); });
         saver->onError = wrap<const String&>([this](const String& text) { onSaveFailed(text); });
     }
+    graph.denoise.onStarted = wrap<const String&>([this](const String& text) { onDenoiseStarted(text); });
+    graph.denoise.onProgress = wrap<float>([this](float fraction) { progressDialog->setProgress(fraction); });
     graph.denoise.onFinished = wrap<const String&>([this](const String&) { onDenoiseFinished(); });
     graph.denoise.onError = wrap<const String&>([this](const String& text) { onDenoiseFailed(text); });
     // The light of bloom and glare is computed apart from the pulls: its end shows it.
@@ -746,7 +754,15 @@ void MainFrame::denoise() {
     graph.denoise.start();
 }
 
+void MainFrame::onDenoiseStarted(const String& text) {
+    progressDialog->setMessage(text);
+    progressDialog->setProgress(0.f);
+    progressDialog->Move(drawPanel->GetScreenPosition() + PROGRESS_OFFSET);
+    progressDialog->Show();
+}
+
 void MainFrame::onDenoiseFinished() {
+    progressDialog->Hide();
     refreshElements();
 }
 

@@ -21,6 +21,7 @@ class AutoSizedButton;
 class DrawPanel;
 class ElementComboBox;
 class MessageDialog;
+class ProgressDialog;
 
 /// The editor's one top-level window: the toolbar, the image display and the side panel. It
 /// turns every command into a call on the operator graph or on the settings, listens to the
@@ -87,6 +88,7 @@ public:
     AutoSizedButton* getButton(ToolbarButton button) const { return buttons[std::size_t(button)]; }
     /// The modal dialog now running (busy or prompt), else null.
     MessageDialog* getBusyDialog() const { return busyDialog; }
+    ProgressDialog* getProgressDialog() const { return progressDialog; }
 
     /// How the frame asks for paths; tests replace the system's dialogs.
     FileDialogs fileDialogs = FileDialogs::native();
@@ -120,6 +122,7 @@ private:
     void onSaveStarted();
     void onSaveFinished();
     void onSaveFailed(const String& text);
+    void onDenoiseStarted(const String& text);
     void onDenoiseFinished();
     void onDenoiseFailed(const String& text);
 
@@ -156,6 +159,7 @@ private:
     ElementComboBox* elementComboBox = nullptr;
 
     MessageDialog* busyDialog = nullptr;
+    ProgressDialog* progressDialog = nullptr;
     Stack<SharedPtr<SettingsListener>> listeners;
     DelayedCallback titleCallback;
 };

@@ -26,6 +26,7 @@
 #include "gui/windows/DrawPanel.h"
 #include "gui/windows/ElementComboBox.h"
 #include "gui/windows/MainFrame.h"
+#include "gui/windows/ProgressDialog.h"
 #include "settings/PropertyIds.h"
 #include "tests/foundation/TemporaryFolder.h"
 #include "tests/gui/GuiTestSupport.h"
@@ -531,6 +532,29 @@ TEST_F(FrameFixture, DenoiseAddsTheDenoisedElementsToTheList) {
     EXPECT_TRUE(waitUntil([&] { return denoisedItems() == int(graph->denoise.getDenoisableElements({}).size()); }))
         << denoisedItems();
     EXPECT_GT(denoisedItems(), 0);
+}
+
+TEST_F(FrameFixture, TheProgressOfADenoiseShowsAndItsXCancels) {
+    SampleGen::RenderJob job = SampleGen::wholeFrameJob(512, 384, 4);
+    const Io::Path render = file("large.vxr");
+    ASSERT_TRUE(ExrSaver(false).save(SampleGen::renderSampleImage(job), render).has_value());
+    open({render});
+    ProgressDialog* progress = frame->getProgressDialog();
+    EXPECT_FALSE(progress->IsShown());
+    frame->denoise();
+    ASSERT_TRUE(waitUntil([&] { return progress->IsShownOnScreen() && progress->getProgress() > 0; },
+                          OPERATOR_TIMEOUT_MS));
+    EXPECT_EQ(progress->GetScreenPosition(), frame->getDrawPanel()->GetScreenPosition() + wxPoint(15, 15));
+    const auto clicked = std::chrono::steady_clock::now();
+    Input().click(progress->getCancelButton());
+    // Cancelling stops the filter at its next row: far within a second.
+    ASSERT_TRUE(waitUntil([&] { return denoisesEnded > 0; }, 1000));
+    EXPECT_LT(std::chrono::steady_clock::now() - clicked, std::chrono::seconds(1));
+    EXPECT_TRUE(waitUntil([&] { return !progress->IsShown(); }));
+    const Array<ElementInfo> denoisable = graph->denoise.getDenoisableElements({});
+    const auto finished = std::ranges::count_if(
+        denoisable, [&](const ElementInfo& element) { return graph->denoise.holdsElement(element.name); });
+    EXPECT_LT(finished, std::ptrdiff_t(denoisable.size())) << "the run ended before all its elements";
 }
 
 TEST_F(FrameFixture, AScreenshotOfTheEditorWithTheSampleGoesToTheBuildFolder) {

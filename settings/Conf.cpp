@@ -1,6 +1,7 @@
 #include "settings/Conf.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <locale>
 #include <sstream>
@@ -9,6 +10,7 @@
 
 #include "foundation/Exception.h"
 #include "foundation/Str.h"
+#include "foundation/io/AtomicFile.h"
 #include "foundation/io/Files.h"
 #include "settings/PropertyDescriptor.h"
 
@@ -280,13 +282,19 @@ void save(const Abstract::Settings& settings, Io::TextOutputStream& stream, cons
 
 Expected<bool, String> save(const Abstract::Settings& settings, const Io::Path& path,
                             const PropertyFilter& filter) {
-    Io::TextOutputStream stream;
-    if (!stream.open(path)) {
-        return makeUnexpected(u"Cannot open the file '" + path.genericStr() + u"' for writing.");
-    }
-    save(settings, stream, filter);
-    if (!stream.close()) {
-        return makeUnexpected(u"Cannot write the file '" + path.genericStr() + u"'.");
+    Io::TextOutputStream text = Io::TextOutputStream::toMemory();
+    save(settings, text, filter);
+    const std::string bytes = text.memoryContents();
+    // The old file stays as it was until the new one is complete.
+    const auto written = Io::writeFileAtomically(path, [&](const Io::Path& temporary) -> Expected<void> {
+        Io::FileOutputStream file(temporary);
+        if (!file.write(bytes.data(), bytes.size()) || !file.close()) {
+            return makeUnexpected(Io::systemErrorText(errno));
+        }
+        return {};
+    });
+    if (!written) {
+        return makeUnexpected(written.error().message);
     }
     return true;
 }

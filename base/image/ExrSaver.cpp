@@ -16,6 +16,7 @@
 #include "base/image/ExrStreams.h"
 #include "base/image/ExrSupport.h"
 #include "base/image/VxrMetadata.h"
+#include "foundation/io/AtomicFile.h"
 
 namespace Vespra {
 
@@ -107,20 +108,20 @@ Imf::FrameBuffer addChannels(const ChannelImage& image, Imf::Header& header) {
     return frameBuffer;
 }
 
-bool writeImage(const ChannelImage& image, const Io::Path& path) {
-    Imf::Header header = makeHeader(image);
-    const Imf::FrameBuffer frameBuffer = addChannels(image, header);
-    Io::FileOutputStream file(path);
-    if (!file.isOpen()) {
+/// Writes the pixels into `file`; OpenEXR's texts name `path`, the file that people chose.
+bool writePixels(const Imf::Header& header, const Imf::FrameBuffer& frameBuffer, int rows,
+                 const Io::Path& file, const Io::Path& path) {
+    Io::FileOutputStream out(file);
+    if (!out.isOpen()) {
         Iex::throwErrnoExc("%T.");
     }
     {
-        ExrOStreamAdapter stream(file, path);
+        ExrOStreamAdapter stream(out, path);
         Imf::OutputFile output(stream, header, Imf::globalThreadCount());
         output.setFrameBuffer(frameBuffer);
-        output.writePixels(image.getDataWindow().height());
+        output.writePixels(rows);
     }
-    if (!file.close()) {
+    if (!out.close()) {
         Iex::throwErrnoExc("%T.");
     }
     return true;
@@ -131,7 +132,25 @@ bool writeImage(const ChannelImage& image, const Io::Path& path) {
 Expected<bool, String> ExrSaver::save(const ChannelImage& image, const Io::Path& path) {
     return Detail::runExrWork(path, [&] {
         Detail::setExrGlobalThreadCount(multithreaded);
-        return writeImage(image, path);
+        // An image that cannot be written fails here, before anything on the disk is touched.
+        Imf::Header header = makeHeader(image);
+        const Imf::FrameBuffer frameBuffer = addChannels(image, header);
+        const int rows = image.getDataWindow().height();
+        const Expected<void, Io::FileWriteError> saved =
+            Io::writeFileAtomically(path, [&](const Io::Path& temporary) -> Expected<void> {
+                const Expected<bool> written = Detail::runExrWork(
+                    path, [&] { return writePixels(header, frameBuffer, rows, temporary, path); });
+                if (!written) {
+                    return makeUnexpected(written.error());
+                }
+                return {};
+            });
+        if (!saved) {
+            // The system's reason in its own words, as OpenEXR gives the reasons of failed writes.
+            const Io::FileWriteError& error = saved.error();
+            throw Exception(error.code != 0 ? Io::systemErrorText(error.code) : error.reason);
+        }
+        return true;
     });
 }
 

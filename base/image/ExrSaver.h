@@ -12,8 +12,9 @@ public:
     /// Whether OpenEXR compresses on a pool of threads.
     explicit ExrSaver(bool multithreaded) : multithreaded(multithreaded) {}
 
-    /// True on success. Every failure is answered as a readable text that names the file; a
-    /// failed save may leave a partial file behind.
+    /// True on success. Every failure is answered as a readable text that names the file. The file
+    /// is written whole or not at all: until the new one is complete, an existing file at `path`
+    /// keeps its old contents, and a failed save leaves it so (see `Io::writeFileAtomically`).
     Expected<bool, String> save(const ChannelImage& image, const Io::Path& path) override;
 
 private:

@@ -1,20 +1,22 @@
 #include "foundation/image/ImageFile.h"
 
 #include <algorithm>
-#include <atomic>
+#include <cerrno>
 #include <cmath>
+#include <cstdio>
 #include <exception>
 #include <limits>
 #include <memory>
 #include <type_traits>
 
+#include <OpenImageIO/filesystem.h>
 #include <OpenImageIO/imageio.h>
 #include <tbb/info.h>
-#include <unistd.h>
 
 #include "foundation/Containers.h"
 #include "foundation/Str.h"
-#include "foundation/io/Files.h"
+#include "foundation/io/AtomicFile.h"
+#include "foundation/io/Streams.h"
 
 namespace Vespra {
 namespace {
@@ -149,21 +151,41 @@ Expected<void> writePixelsAs(OIIO::TypeDesc type, OIIO::ImageOutput& output,
     }
 }
 
-/// Unique among the saves of all processes, so parallel saves to one target do not share a file.
-Io::Path getTemporaryPath(const Io::Path& path) {
-    static std::atomic<std::uint64_t> counter = 0;
-    return path + Str::getFormatted(".{}-{}.tmp", getpid(), counter++);
-}
+/// The file that the library writes through, which keeps the system's reason of the first write
+/// that failed. Some writers of the library answer success after failed writes and only leave a
+/// message behind (PNG, BMP and TGA on a full disk), and the texts of the others leave the reason
+/// out.
+class CheckedFile final : public OIIO::Filesystem::IOFile {
+public:
+    explicit CheckedFile(std::FILE* file) : IOFile(file, Write) {}
 
-Expected<void> writeFile(const Io::Path& file, const Abstract::BitmapIterator& pixels, ImageFormat format,
-                         const ImageSaveSettings& settings) {
-    const std::unique_ptr<OIIO::ImageOutput> output =
-        OIIO::ImageOutput::create(getImageFormatExtension(format).toUtf8());
-    if (!output) {
-        return makeUnexpected(asReason(OIIO::geterror()));
+    std::size_t write(const void* data, std::size_t size) override {
+        errno = 0;
+        return checked(IOFile::write(data, size), size);
     }
-    const int channels = settings.alpha && pixels.channels() == 4 && output->supports("alpha") ? 4 : 3;
-    const OIIO::ImageSpec spec = makeSpec(pixels, channels, format, settings);
+    std::size_t pwrite(const void* data, std::size_t size, std::int64_t offset) override {
+        errno = 0;
+        return checked(IOFile::pwrite(data, size, offset), size);
+    }
+    /// The `errno` of the first write that failed; 0 when none did.
+    int failure() const { return code; }
+
+private:
+    std::size_t checked(std::size_t written, std::size_t size) {
+        if (written < size && code == 0) {
+            code = errno != 0 ? errno : EIO;
+        }
+        return written;
+    }
+
+    int code = 0;
+};
+
+/// Writes through `proxy`, which outlives `output`.
+Expected<void> encode(std::unique_ptr<OIIO::ImageOutput> output, OIIO::Filesystem::IOProxy& proxy,
+                      const Io::Path& file, const OIIO::ImageSpec& spec,
+                      const Abstract::BitmapIterator& pixels, int channels) {
+    output->set_ioproxy(&proxy);
     if (!output->open(file.std().native(), spec)) {
         return makeUnexpected(asReason(output->geterror()));
     }
@@ -172,6 +194,46 @@ Expected<void> writeFile(const Io::Path& file, const Abstract::BitmapIterator& p
         return makeUnexpected(asReason(output->geterror()));
     }
     return written;
+}
+
+Expected<void> writeFile(const Io::Path& file, const Abstract::BitmapIterator& pixels, ImageFormat format,
+                         const ImageSaveSettings& settings) {
+    std::unique_ptr<OIIO::ImageOutput> output =
+        OIIO::ImageOutput::create(getImageFormatExtension(format).toUtf8());
+    if (!output) {
+        return makeUnexpected(asReason(OIIO::geterror()));
+    }
+    const int channels = settings.alpha && pixels.channels() == 4 && output->supports("alpha") ? 4 : 3;
+    const OIIO::ImageSpec spec = makeSpec(pixels, channels, format, settings);
+    if (format == ImageFormat::JPEG) {
+        // The JPEG library ends the whole process when the disk refuses its bytes, so a JPEG (which
+        // is small) is made in memory and written to the file here.
+        std::vector<unsigned char> bytes;
+        OIIO::Filesystem::IOVecOutput memory(bytes);
+        if (Expected<void> encoded = encode(std::move(output), memory, file, spec, pixels, channels);
+            !encoded) {
+            return encoded;
+        }
+        Io::FileOutputStream out(file);
+        if (!out.write(bytes.data(), bytes.size()) || !out.close()) {
+            return makeUnexpected(Io::systemErrorText(errno));
+        }
+        return {};
+    }
+    Io::Detail::FileHandle handle(std::fopen(file.std().c_str(), "wb"));
+    if (!handle) {
+        return makeUnexpected(Io::systemErrorText(errno));
+    }
+    CheckedFile checked(handle.get());
+    const Expected<void> encoded = encode(std::move(output), checked, file, spec, pixels, channels);
+    const int closeFailure = std::fclose(handle.release()) == 0 ? 0 : errno;
+    if (checked.failure() != 0) {
+        return makeUnexpected(Io::systemErrorText(checked.failure()));
+    }
+    if (encoded && closeFailure != 0) {
+        return makeUnexpected(Io::systemErrorText(closeFailure));
+    }
+    return encoded;
 }
 
 /// Failures, thrown ones too, come back naming the target: people know only the name they chose.
@@ -202,21 +264,16 @@ Expected<void> save(const Io::Path& path, const Abstract::BitmapIterator& pixels
     if (Expected<void> checked = checkPixels(pixels); !checked) {
         return checked;
     }
-    if (const Io::Path folder = path.parentDirectory(); !folder.isEmpty() && !Io::dirExists(folder)) {
-        return makeUnexpected(Str::getFormatted("the folder \"{}\" does not exist", folder));
-    }
     configureLibraryOnce();
-    const Io::Path temporary = getTemporaryPath(path);
-    Expected<void> result = writeTemporary(temporary, path, pixels, format, settings);
-    if (result) {
-        if (Expected<void> moved = Io::moveFile(temporary, path); !moved) {
-            result = makeUnexpected(asReason(moved.error()));
-        }
+    // The old file stays as it was until the new one is complete.
+    const Expected<void, Io::FileWriteError> written =
+        Io::writeFileAtomically(path, [&](const Io::Path& temporary) {
+            return writeTemporary(temporary, path, pixels, format, settings);
+        });
+    if (!written) {
+        return makeUnexpected(written.error().reason);
     }
-    if (!result) {
-        (void)Io::removeFile(temporary);
-    }
-    return result;
+    return {};
 }
 
 } // namespace

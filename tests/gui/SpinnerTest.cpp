@@ -110,7 +110,8 @@ TEST(Spinner, ClicksAndADragOnTheArrowsChangeTheValue) {
     // from the value before the press at one step per two pixels.
     f.input.moveTo(f.spinner, upArrow);
     f.input.press();
-    ASSERT_TRUE(waitUntil([&] { return f.spinner->getValue() == 11.; }));
+    // On a busy machine the held arrow may already have repeated; the drag starts over anyway.
+    ASSERT_TRUE(waitUntil([&] { return f.spinner->getValue() >= 11.; }));
     f.input.dragBy(wxPoint(0, -40));
     f.input.release();
     ASSERT_TRUE(waitUntil([&] { return f.spinner->getValue() == 30.; }));

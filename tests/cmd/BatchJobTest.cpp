@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "apps/cmd/BatchJob.h"
+#include "tests/cmd/BatchToolRunner.h"
 #include "apps/samplegen/RenderNodes.h"
 #include "apps/samplegen/SampleRenderer.h"
 #include "base/image/ExrLoader.h"
@@ -12,6 +13,7 @@
 #include "tests/foundation/TemporaryFolder.h"
 
 using namespace Vespra;
+using namespace Vespra::Cmd::Testing;
 
 namespace {
 
@@ -20,33 +22,6 @@ constexpr int HEIGHT = 28;
 
 SampleGen::RenderJob frameJob(int passes) {
     return SampleGen::wholeFrameJob(WIDTH, HEIGHT, passes, 11);
-}
-
-struct CommandResult {
-    int status = -1;
-    std::string out;
-    std::string message;
-};
-
-/// Runs the tool's command line in this process, as `main` does.
-CommandResult runTool(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), "vespra-image-cmd");
-    std::vector<const char*> argv;
-    for (const std::string& argument : arguments) {
-        argv.push_back(argument.c_str());
-    }
-    Cmd::ParsedCommandLine parsed = Cmd::parseCommandLine(int(argv.size()), argv.data());
-    CommandResult result;
-    if (!parsed.options) {
-        result.status = parsed.exitStatus;
-        result.message = parsed.message;
-        return result;
-    }
-    std::ostringstream out;
-    parsed.options->quiet = true;
-    result.status = Cmd::BatchJob(std::move(*parsed.options), out).run();
-    result.out = out.str();
-    return result;
 }
 
 class BatchTool : public ::testing::Test {
@@ -79,7 +54,7 @@ TEST_F(BatchTool, NodeFilesMergeIntoTheirWeightedMean) {
         nodes.push_back(read(arguments.back()));
     }
     arguments.insert(arguments.end(), {"-o", file("merged.vxr")});
-    ASSERT_EQ(runTool(arguments).status, Cmd::EXIT_OK);
+    ASSERT_EQ(runBatchToolCapturing(arguments).status, Cmd::EXIT_OK);
 
     // The mean weighted by each node's passes, where each node covers its own data window.
     const ChannelImage merged = read(file("merged.vxr"));
@@ -118,21 +93,21 @@ TEST_F(BatchTool, NodeFilesMergeIntoTheirWeightedMean) {
 TEST_F(BatchTool, ExitStatusesAndMessages) {
     const std::string render = writeRender("render.vxr", frameJob(1));
 
-    EXPECT_EQ(runTool({}).status, Cmd::EXIT_USAGE);
-    EXPECT_EQ(runTool({render, "-w", "heavy"}).status, Cmd::EXIT_USAGE);
-    const CommandResult help = runTool({"--help"});
+    EXPECT_EQ(runBatchToolCapturing({}).status, Cmd::EXIT_USAGE);
+    EXPECT_EQ(runBatchToolCapturing({render, "-w", "heavy"}).status, Cmd::EXIT_USAGE);
+    const CommandResult help = runBatchToolCapturing({"--help"});
     EXPECT_EQ(help.status, Cmd::EXIT_OK);
     EXPECT_NE(help.message.find("%VESPRA_FB_WEIGHTS"), std::string::npos);
 
-    EXPECT_EQ(runTool({file("missing.vxr")}).status, Cmd::EXIT_FAILED);
-    EXPECT_EQ(runTool({render, "-p", "colorMap.nothing=1"}).status, Cmd::EXIT_USAGE);
-    EXPECT_EQ(runTool({render, "-p", "bloomGlare.streakCount=9"}).status, Cmd::EXIT_USAGE);
-    EXPECT_EQ(runTool({render, "-p", "colorMap.contrast=abc"}).status, Cmd::EXIT_USAGE);
-    EXPECT_EQ(runTool({render, "-o", file("out.xyz")}).status, Cmd::EXIT_USAGE);
-    EXPECT_EQ(runTool({render, "-o", file("out.png"), "-e", "Nothing"}).status, Cmd::EXIT_FAILED);
-    EXPECT_EQ(runTool({render, "-c", file("missing.conf")}).status, Cmd::EXIT_FAILED);
+    EXPECT_EQ(runBatchToolCapturing({file("missing.vxr")}).status, Cmd::EXIT_FAILED);
+    EXPECT_EQ(runBatchToolCapturing({render, "-p", "colorMap.nothing=1"}).status, Cmd::EXIT_USAGE);
+    EXPECT_EQ(runBatchToolCapturing({render, "-p", "bloomGlare.streakCount=9"}).status, Cmd::EXIT_USAGE);
+    EXPECT_EQ(runBatchToolCapturing({render, "-p", "colorMap.contrast=abc"}).status, Cmd::EXIT_USAGE);
+    EXPECT_EQ(runBatchToolCapturing({render, "-o", file("out.xyz")}).status, Cmd::EXIT_USAGE);
+    EXPECT_EQ(runBatchToolCapturing({render, "-o", file("out.png"), "-e", "Nothing"}).status, Cmd::EXIT_FAILED);
+    EXPECT_EQ(runBatchToolCapturing({render, "-c", file("missing.conf")}).status, Cmd::EXIT_FAILED);
 
-    ASSERT_EQ(runTool({render, "-o", file("out.png"), "-e", "BEAUTY", "-e", "ZDepth"}).status, Cmd::EXIT_OK);
+    ASSERT_EQ(runBatchToolCapturing({render, "-o", file("out.png"), "-e", "BEAUTY", "-e", "ZDepth"}).status, Cmd::EXIT_OK);
     EXPECT_TRUE(std::filesystem::exists(file("out.png")));
     EXPECT_TRUE(std::filesystem::exists(file("out_ZDepth.png")));
 }
@@ -156,7 +131,7 @@ TEST_F(BatchTool, ATableThatCannotBeReadFailsThePictureAndWritesNothing) {
     for (const auto& [table, reason] : cases) {
         std::filesystem::remove(file("out.png"));
         ::testing::internal::CaptureStderr();
-        const CommandResult result = runTool(
+        const CommandResult result = runBatchToolCapturing(
             {render, "-p", "colorMap.lut.enable=true", "-p", "colorMap.lut.path=" + table, "-o", file("out.png")});
         const std::string messages = ::testing::internal::GetCapturedStderr();
         EXPECT_EQ(result.status, Cmd::EXIT_FAILED) << table;
@@ -165,25 +140,25 @@ TEST_F(BatchTool, ATableThatCannotBeReadFailsThePictureAndWritesNothing) {
         EXPECT_FALSE(std::filesystem::exists(file("out.png"))) << table;
     }
     // Switched off, the same broken table is no reason to fail.
-    EXPECT_EQ(runTool({render, "-p", "colorMap.lut.path=" + file("missing.cube"), "-o", file("out.png")}).status,
+    EXPECT_EQ(runBatchToolCapturing({render, "-p", "colorMap.lut.path=" + file("missing.cube"), "-o", file("out.png")}).status,
               Cmd::EXIT_OK);
 }
 
 TEST_F(BatchTool, ListsElementsAndSettingsAndKeepsThemInAVxr) {
     const std::string render = writeRender("render.vxr", frameJob(1));
-    const CommandResult listed = runTool({render, "--list-elements", "--json"});
+    const CommandResult listed = runBatchToolCapturing({render, "--list-elements", "--json"});
     ASSERT_EQ(listed.status, Cmd::EXIT_OK);
     EXPECT_NE(listed.out.find("{\"name\": \"Key light\", \"kind\": \"color\""), std::string::npos)
         << listed.out;
     EXPECT_NE(listed.out.find("{\"name\": \"ZDepth\", \"kind\": \"mono\""), std::string::npos);
     EXPECT_EQ(listed.out.find("VESPRA_FB_WEIGHTS"), std::string::npos); // internal
 
-    ASSERT_EQ(runTool({render, "-p", "colorMap.contrast=1.75", "-p", "colorMap.lightmixIntensities=1,0.5,2,1",
+    ASSERT_EQ(runBatchToolCapturing({render, "-p", "colorMap.contrast=1.75", "-p", "colorMap.lightmixIntensities=1,0.5,2,1",
                        "-o", file("edited.vxr")})
                   .status,
               Cmd::EXIT_OK);
     // The saved file has the same elements, with the same kinds and flags, as the render.
-    EXPECT_EQ(runTool({file("edited.vxr"), "--list-elements"}).out, runTool({render, "--list-elements"}).out);
+    EXPECT_EQ(runBatchToolCapturing({file("edited.vxr"), "--list-elements"}).out, runBatchToolCapturing({render, "--list-elements"}).out);
     const ChannelImage edited = read(file("edited.vxr"));
     const ChannelImage original = read(render);
     // Every description but alpha's, whose channel travels with the beauty, stays with its element.
@@ -192,14 +167,14 @@ TEST_F(BatchTool, ListsElementsAndSettingsAndKeepsThemInAVxr) {
         const bool kept = std::ranges::any_of(saved, [&](const RenderElementInfo& s) { return s == info; });
         EXPECT_EQ(kept, info.name != u"Alpha") << info.toString().toUtf8();
     }
-    const CommandResult printed = runTool({file("edited.vxr"), "--print-settings"});
+    const CommandResult printed = runBatchToolCapturing({file("edited.vxr"), "--print-settings"});
     ASSERT_EQ(printed.status, Cmd::EXIT_OK);
     EXPECT_NE(printed.out.find("Float       colorMap.contrast      = 1.75\n"), std::string::npos)
         << printed.out;
     EXPECT_NE(printed.out.find("FloatArray  colorMap.lightmixIntensities      = 1, 0.5, 2, 1\n"),
               std::string::npos);
     // A render without stored settings shows the defaults, its last line ended like the others.
-    const std::string defaults = runTool({render, "--print-settings"}).out;
+    const std::string defaults = runBatchToolCapturing({render, "--print-settings"}).out;
     EXPECT_NE(defaults.find("Float       colorMap.contrast      = 1\n"), std::string::npos);
     ASSERT_FALSE(defaults.empty());
     EXPECT_EQ(defaults.back(), '\n');

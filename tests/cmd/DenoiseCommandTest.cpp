@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "apps/cmd/BatchJob.h"
+#include "tests/cmd/BatchToolRunner.h"
 #include "apps/samplegen/SampleRenderer.h"
 #include "base/image/ExrLoader.h"
 #include "base/image/ExrSaver.h"
@@ -12,27 +13,12 @@
 #include "tests/foundation/TemporaryFolder.h"
 
 using namespace Vespra;
+using namespace Vespra::Cmd::Testing;
 
 namespace {
 
 constexpr int WIDTH = 40;
 constexpr int HEIGHT = 28;
-
-/// Runs the tool's command line in this process, as `main` does; answers the exit status.
-int runTool(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), "vespra-image-cmd");
-    std::vector<const char*> argv;
-    for (const std::string& argument : arguments) {
-        argv.push_back(argument.c_str());
-    }
-    Cmd::ParsedCommandLine parsed = Cmd::parseCommandLine(int(argv.size()), argv.data());
-    if (!parsed.options) {
-        return parsed.exitStatus;
-    }
-    std::ostringstream out;
-    parsed.options->quiet = true;
-    return Cmd::BatchJob(std::move(*parsed.options), out).run();
-}
 
 class DenoiseCommand : public ::testing::Test {
 protected:
@@ -66,7 +52,7 @@ protected:
 
 TEST_F(DenoiseCommand, DenoisedElementsAreSavedInTheChosenOrBestMode) {
     const std::string render = writeRender("render.vxr", 8);
-    ASSERT_EQ(runTool({render, "--denoise", "-o", file("best.vxr")}), Cmd::EXIT_OK);
+    ASSERT_EQ(runBatchTool({render, "--denoise", "-o", file("best.vxr")}), Cmd::EXIT_OK);
     EXPECT_EQ(savedMode(file("best.vxr")), DenoisingMode::FULL);
     const ChannelImage best = read(file("best.vxr"));
     for (const char16_t* element : {u"Denoised", u"DenoisedKey light", u"DenoisedWindow"}) {
@@ -76,26 +62,26 @@ TEST_F(DenoiseCommand, DenoisedElementsAreSavedInTheChosenOrBestMode) {
     EXPECT_NE(best.findChannel<float>(u"DenoisedKey light.R")->data,
               best.findChannel<float>(u"Key light.R")->data);
 
-    ASSERT_EQ(runTool({render, "--denoise=Fireflies", "-o", file("fireflies.vxr")}), Cmd::EXIT_OK);
+    ASSERT_EQ(runBatchTool({render, "--denoise=Fireflies", "-o", file("fireflies.vxr")}), Cmd::EXIT_OK);
     EXPECT_EQ(savedMode(file("fireflies.vxr")), DenoisingMode::FIREFLIES);
     EXPECT_TRUE(read(file("fireflies.vxr")).hasRgbElement(u"Denoised"));
 
     // Without --denoise nothing is denoised.
-    ASSERT_EQ(runTool({render, "-o", file("plain.vxr")}), Cmd::EXIT_OK);
+    ASSERT_EQ(runBatchTool({render, "-o", file("plain.vxr")}), Cmd::EXIT_OK);
     EXPECT_FALSE(read(file("plain.vxr")).hasRgbElement(u"Denoised"));
 }
 
 TEST_F(DenoiseCommand, BadModesAreUsageErrorsAndFailuresExitWithOne) {
     const std::string render = writeRender("render.vxr", 8);
-    EXPECT_EQ(runTool({render, "--denoise=Fulll", "-o", file("out.vxr")}), Cmd::EXIT_USAGE);
+    EXPECT_EQ(runBatchTool({render, "--denoise=Fulll", "-o", file("out.vxr")}), Cmd::EXIT_USAGE);
     // Modes that filter nothing are no choice for --denoise.
-    EXPECT_EQ(runTool({render, "--denoise=None", "-o", file("out.vxr")}), Cmd::EXIT_USAGE);
-    EXPECT_EQ(runTool({render, "--denoise=Gather", "-o", file("out.vxr")}), Cmd::EXIT_USAGE);
+    EXPECT_EQ(runBatchTool({render, "--denoise=None", "-o", file("out.vxr")}), Cmd::EXIT_USAGE);
+    EXPECT_EQ(runBatchTool({render, "--denoise=Gather", "-o", file("out.vxr")}), Cmd::EXIT_USAGE);
     EXPECT_EQ(Cmd::parseDenoisingMode("NVIDIA AI denoiser"), DenoisingMode::NVIDIA_AI);
 
     // One pass a pixel: no mode runs.
     const std::string preview = writeRender("preview.vxr", 1);
-    EXPECT_EQ(runTool({preview, "--denoise", "-o", file("out.vxr")}), Cmd::EXIT_FAILED);
+    EXPECT_EQ(runBatchTool({preview, "--denoise", "-o", file("out.vxr")}), Cmd::EXIT_FAILED);
     // The sample render has no features for the GPU mode.
-    EXPECT_EQ(runTool({render, "--denoise=NVIDIA AI denoiser", "-o", file("out.vxr")}), Cmd::EXIT_FAILED);
+    EXPECT_EQ(runBatchTool({render, "--denoise=NVIDIA AI denoiser", "-o", file("out.vxr")}), Cmd::EXIT_FAILED);
 }

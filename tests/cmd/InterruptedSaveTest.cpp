@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 #include "apps/cmd/BatchJob.h"
+#include "tests/cmd/BatchToolRunner.h"
 #include "apps/samplegen/SampleRenderer.h"
 #include "base/image/ExrLoader.h"
 #include "base/image/ExrSaver.h"
@@ -23,6 +24,7 @@
 extern char** environ;
 
 using namespace Vespra;
+using namespace Vespra::Cmd::Testing;
 using TestFiles::listNames;
 using TestFiles::readBytes;
 
@@ -51,22 +53,6 @@ Stack<String> channelNames(const ChannelImage& image) {
         names.push(name);
     }
     return names;
-}
-
-/// Runs the tool's command line in this process, as `main` does; answers the exit status.
-int runTool(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), "vespra-image-cmd");
-    std::vector<const char*> argv;
-    for (const std::string& argument : arguments) {
-        argv.push_back(argument.c_str());
-    }
-    Cmd::ParsedCommandLine parsed = Cmd::parseCommandLine(int(argv.size()), argv.data());
-    if (!parsed.options) {
-        return parsed.exitStatus;
-    }
-    std::ostringstream out;
-    parsed.options->quiet = true;
-    return Cmd::BatchJob(std::move(*parsed.options), out).run();
 }
 
 /// Starts the tool as a process of its own, its output thrown away; answers its id, or -1.
@@ -185,7 +171,7 @@ TEST(InterruptedSave, TheToolSavesOverTheFileItLoaded) {
     const Optional<ChannelImage> before = load(path);
     ASSERT_TRUE(before.has_value());
 
-    ASSERT_EQ(runTool({path.nativeStr().toUtf8(), "-e", "*", "-p", "colorMap.simpleExposure=1", "-o",
+    ASSERT_EQ(runBatchTool({path.nativeStr().toUtf8(), "-e", "*", "-p", "colorMap.simpleExposure=1", "-o",
                        path.nativeStr().toUtf8()}),
               Cmd::EXIT_OK);
     const Optional<ChannelImage> after = load(path);

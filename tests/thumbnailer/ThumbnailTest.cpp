@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "apps/cmd/BatchJob.h"
+#include "tests/cmd/BatchToolRunner.h"
 #include "apps/samplegen/SampleRenderer.h"
 #include "apps/thumbnailer/Thumbnail.h"
 #include "apps/thumbnailer/ThumbnailerTool.h"
@@ -14,6 +15,7 @@
 #include "tests/foundation/TemporaryFolder.h"
 
 using namespace Vespra;
+using namespace Vespra::Cmd::Testing;
 
 namespace {
 
@@ -79,22 +81,6 @@ ToolResult runThumbnailer(std::vector<std::string> arguments) {
     result.out = out.str();
     result.err = err.str();
     return result;
-}
-
-/// Runs the batch tool in this process, as its `main` does; answers the exit status.
-int runBatchTool(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), "vespra-image-cmd");
-    std::vector<const char*> argv;
-    for (const std::string& argument : arguments) {
-        argv.push_back(argument.c_str());
-    }
-    Cmd::ParsedCommandLine parsed = Cmd::parseCommandLine(int(argv.size()), argv.data());
-    if (!parsed.options) {
-        return parsed.exitStatus;
-    }
-    std::ostringstream out;
-    parsed.options->quiet = true;
-    return Cmd::BatchJob(std::move(*parsed.options), out).run();
 }
 
 class ThumbnailerTool : public ::testing::Test {

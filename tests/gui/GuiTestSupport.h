@@ -28,6 +28,19 @@ inline bool waitUntil(const Function<bool()>& condition, int timeoutMs = 5000) {
     return true;
 }
 
+/// The top-level dialog of class `Dialog` that runs modally and is on the screen now, and that
+/// `accept` takes (any, when not set); null when there is none.
+template <class Dialog>
+Dialog* findShownModal(const Function<bool(Dialog&)>& accept = {}) {
+    for (wxWindow* window : wxTopLevelWindows) {
+        if (auto* dialog = dynamic_cast<Dialog*>(window);
+            dialog && dialog->IsModal() && dialog->IsShownOnScreen() && (!accept || accept(*dialog))) {
+            return dialog;
+        }
+    }
+    return nullptr;
+}
+
 /// Lets the toolkit handle what is queued now, the X server's answers included.
 inline void settle() {
     for (int round = 0; round < 5; ++round) {

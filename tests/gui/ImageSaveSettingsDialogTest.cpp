@@ -17,6 +17,7 @@
 #include "gui/widgets/ComboBox.h"
 #include "gui/widgets/ImageSaveSettingsDialog.h"
 #include "gui/widgets/Spinner.h"
+#include "tests/gui/GuiTestSupport.h"
 
 namespace Vespra {
 
@@ -48,16 +49,6 @@ bool waitFor(const std::function<bool()>& condition,
     return true;
 }
 
-ImageSaveSettingsDialog* findShownDialog() {
-    for (wxWindow* window : wxTopLevelWindows) {
-        if (auto* dialog = dynamic_cast<ImageSaveSettingsDialog*>(window);
-            dialog != nullptr && dialog->IsModal() && dialog->IsShownOnScreen()) {
-            return dialog;
-        }
-    }
-    return nullptr;
-}
-
 /// Ends a modal dialog that is still open after a generous time, so that a broken test fails
 /// instead of hanging.
 class ModalWatchdog {
@@ -86,7 +77,7 @@ private:
 void whenShown(std::function<void(ImageSaveSettingsDialog&)> drive) {
     wxTheApp->CallAfter([drive] {
         ImageSaveSettingsDialog* dialog = nullptr;
-        ASSERT_TRUE(waitFor([&] { return (dialog = findShownDialog()) != nullptr; })) << "no dialog shown";
+        ASSERT_TRUE(waitFor([&] { return (dialog = GuiTest::findShownModal<ImageSaveSettingsDialog>()) != nullptr; })) << "no dialog shown";
         drive(*dialog);
     });
 }

@@ -52,31 +52,15 @@ Io::Path writeRender(const Io::Path& path, int width, int height, int dataWidth,
     return path;
 }
 
-/// The top-level message dialog that is modal and on the screen now, else null.
+/// The message dialog with buttons that runs now (not a busy dialog), else null.
 MessageDialog* shownMessageDialog() {
-    for (wxWindow* window : wxTopLevelWindows) {
-        if (auto* dialog = dynamic_cast<MessageDialog*>(window);
-            dialog && dialog->IsModal() && dialog->IsShownOnScreen() && !dialog->getButtons().empty()) {
-            return dialog;
-        }
-    }
-    return nullptr;
+    return GuiTest::findShownModal<MessageDialog>([](MessageDialog& dialog) { return !dialog.getButtons().empty(); });
 }
 
 /// The dialog breaks long lines where it likes: texts are compared with every break a space.
 wxString flat(wxString text) {
     text.Replace("\n", " ");
     return text;
-}
-
-ImageSaveSettingsDialog* shownSaveSettingsDialog() {
-    for (wxWindow* window : wxTopLevelWindows) {
-        if (auto* dialog = dynamic_cast<ImageSaveSettingsDialog*>(window);
-            dialog && dialog->IsModal() && dialog->IsShownOnScreen()) {
-            return dialog;
-        }
-    }
-    return nullptr;
 }
 
 /// Clicks the button labelled `label` of the next message dialog with buttons, and records
@@ -95,7 +79,7 @@ public:
         std::vector<wxWindow*> buttons;
         if (dialog) {
             buttons = static_cast<MessageDialog*>(dialog)->getButtons();
-        } else if (ImageSaveSettingsDialog* saveDialog = shownSaveSettingsDialog()) {
+        } else if (ImageSaveSettingsDialog* saveDialog = GuiTest::findShownModal<ImageSaveSettingsDialog>()) {
             dialog = saveDialog;
             buttons = {saveDialog->getSaveButton(), saveDialog->getCancelButton()};
         }

@@ -17,15 +17,7 @@ constexpr int KEEP = 302;
 void whenShown(Function<void(MessageDialog&)> action) {
     wxTheApp->CallAfter([action] {
         MessageDialog* dialog = nullptr;
-        ASSERT_TRUE(waitUntil([&] {
-            for (wxWindow* window : wxTopLevelWindows) {
-                if (auto* candidate = dynamic_cast<MessageDialog*>(window);
-                    candidate != nullptr && candidate->IsModal() && candidate->IsShownOnScreen()) {
-                    dialog = candidate;
-                }
-            }
-            return dialog != nullptr;
-        }));
+        ASSERT_TRUE(waitUntil([&] { return (dialog = GuiTest::findShownModal<MessageDialog>()) != nullptr; }));
         // Without a window manager the keyboard goes to the window under the pointer.
         Input().moveTo(dialog, wxPoint(4, 4));
         action(*dialog);

@@ -489,7 +489,6 @@ void MainFrame::showBusy(const String& text) {
     const MessageDialogControl* controls[] = {&MessageDialogControl::OUTSIDE_CLOSE};
     MessageDialog dialog;
     dialog.create(this, String(), text, MessageDialogIcon::INFORMATION, controls);
-    dialog.CentreOnParent();
     const wxRect panel = drawPanel->GetScreenRect();
     dialog.Move(panel.x + (panel.width - dialog.GetSize().x) / 2, panel.y + (panel.height - dialog.GetSize().y) / 2);
     busyDialog = &dialog;

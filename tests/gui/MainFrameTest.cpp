@@ -529,6 +529,16 @@ TEST_F(FrameFixture, TheProgressOfADenoiseShowsAndItsXCancels) {
     ASSERT_TRUE(waitUntil([&] { return progress->IsShownOnScreen() && progress->getProgress() > 0; },
                           OPERATOR_TIMEOUT_MS));
     EXPECT_EQ(progress->GetScreenPosition(), frame->getDrawPanel()->GetScreenPosition() + wxPoint(15, 15));
+    {
+        // For review: what the dialog looks like, beside the editor's own screenshot.
+        const wxSize size = progress->GetClientSize();
+        wxBitmap shot(size.x, size.y, 24);
+        wxClientDC screen(progress);
+        wxMemoryDC memory(shot);
+        memory.Blit(0, 0, size.x, size.y, &screen, 0, 0);
+        memory.SelectObject(wxNullBitmap);
+        EXPECT_TRUE(shot.SaveFile(VESPRA_BUILD_DIR "/progress.png", wxBITMAP_TYPE_PNG));
+    }
     const auto clicked = std::chrono::steady_clock::now();
     Input().click(progress->getCancelButton());
     // Cancelling stops the filter at its next row: far within a second.

@@ -1,5 +1,6 @@
 #include "apps/samplegen/PathTracer.h"
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 
@@ -45,14 +46,14 @@ Vec3 samplePhongLobe(const Vec3& mirrored, float exponent, float u, float v) {
     return directionAround(mirrored, std::pow(u, 1.f / (exponent + 1.f)), v);
 }
 
-/// The denoiser's features describe the first surface that is not glossy, seen through the
-/// glossy ones on the way: the texture reflected in the ball is detail to keep, not noise.
-void storeFeatures(SampleValues& values, const SurfaceHit& hit, const Vec3& reflectance, const Ray& ray,
-                   float pathLength) {
+/// The denoiser's features describe the first surface that is neither a mirror, glass nor the
+/// varnish's reflection, seen through those on the way: the texture reflected in the mirror is
+/// detail to keep, not noise. The fourth lane of the normals holds the object's identifier.
+void storeFeatures(SampleValues& values, const SurfaceHit& hit, const Vec3& reflectance, const Ray& ray) {
     const Vec3 diffuse = reflectance * hit.albedo;
     store(values, Slot::VISIBLE_DIFFUSE, diffuse);
     store(values, Slot::VISIBLE_NORMALS, hit.normal);
-    values[Slot::VISIBLE_NORMALS + 3] = std::min(1.f, pathLength / SampleScene::DIAMETER);
+    values[Slot::VISIBLE_NORMALS + 3] = float(hit.object) / OBJECT_ID_RANGE;
     store(values, Slot::HYBRID, diffuse * std::abs(dot(hit.normal, ray.direction)));
 }
 
@@ -65,7 +66,6 @@ SampleValues PathTracer::trace(float x, float y, int width, int height, Pcg32& r
     Vec3 throughput{1.f, 1.f, 1.f};
     bool emissionCounts = true;
     bool featuresStored = false;
-    float pathLength = 0.f;
     int diffuseVertices = 0;
     for (int vertex = 0; vertex < MAX_VERTICES; ++vertex) {
         ++rayCount;
@@ -73,33 +73,44 @@ SampleValues PathTracer::trace(float x, float y, int width, int height, Pcg32& r
         if (!hit) {
             break;
         }
-        pathLength += hit->distance;
         if (vertex == 0) {
             values[Slot::BEAUTY + 3] = 1.f;
             values[Slot::Z_DEPTH] = scene.viewDepth(ray, hit->distance);
             store(values, Slot::ALBEDO, hit->albedo);
             store(values, Slot::NORMALS, hit->normal);
         }
-        if (hit->kind != SurfaceKind::GLOSSY && !featuresStored) {
-            storeFeatures(values, *hit, throughput, ray, pathLength);
+        const bool specular = hit->kind == SurfaceKind::MIRROR || hit->kind == SurfaceKind::GLASS;
+        if (!specular && !featuresStored) {
+            storeFeatures(values, *hit, throughput, ray);
             featuresStored = true;
         }
         if (hit->kind == SurfaceKind::EMITTER) {
-            if (emissionCounts) {
-                const QuadLight& light = scene.getLights()[std::size_t(hit->light)];
-                add(values, Slot::LIGHT_SELECTS + 3 * int(light.group), throughput * light.radiance);
+            // Next-event estimation finds the area lights from a diffuse surface; the neon wire
+            // only a path that hits it.
+            if (emissionCounts || !hit->sampledDirectly) {
+                add(values, Slot::LIGHT_SELECTS + 3 * int(hit->group), throughput * hit->emission);
             }
             break;
         }
+        if (specular) {
+            throughput *= hit->albedo;
+            if (hit->kind == SurfaceKind::MIRROR) {
+                ray = {hit->position + hit->normal * SURFACE_OFFSET, reflect(ray.direction, hit->normal)};
+            } else {
+                passGlass(*hit, ray, random);
+            }
+            // Next-event estimation cannot reach a light through a mirror or glass.
+            emissionCounts = true;
+            continue;
+        }
         const bool varnishReflects = hit->varnish > 0.f && random.uniform() < VARNISH_PICK;
-        if (hit->kind == SurfaceKind::GLOSSY || varnishReflects) {
+        if (varnishReflects) {
             // Sampling the lobe itself leaves the reflectance, over the chance of the choice, as
             // the weight.
-            throughput *= varnishReflects ? Vec3{1.f, 1.f, 1.f} * (hit->varnish / VARNISH_PICK) : hit->albedo;
+            throughput *= Vec3{1.f, 1.f, 1.f} * (hit->varnish / VARNISH_PICK);
             if (!reflectGlossy(*hit, ray, random)) {
                 break;
             }
-            // Next-event estimation cannot reach a light through a glossy reflection.
             emissionCounts = true;
             continue;
         }
@@ -136,12 +147,44 @@ bool PathTracer::reflectGlossy(const SurfaceHit& hit, Ray& ray, Pcg32& random) {
     return dot(direction, hit.normal) > 0.f;
 }
 
+void PathTracer::passGlass(const SurfaceHit& hit, Ray& ray, Pcg32& random) {
+    const float eta = hit.entering ? 1.f / GLASS_INDEX : GLASS_INDEX;
+    const float cosIn = -dot(ray.direction, hit.normal);
+    const float sinOutSquared = eta * eta * std::max(0.f, 1.f - cosIn * cosIn);
+    float reflectance = 1.f;
+    float cosOut = 0.f;
+    if (sinOutSquared < 1.f) {
+        cosOut = std::sqrt(1.f - sinOutSquared);
+        constexpr float NORMAL_REFLECTANCE =
+            (GLASS_INDEX - 1.f) * (GLASS_INDEX - 1.f) / ((GLASS_INDEX + 1.f) * (GLASS_INDEX + 1.f));
+        const float grazing = 1.f - (hit.entering ? cosIn : cosOut);
+        reflectance = NORMAL_REFLECTANCE + (1.f - NORMAL_REFLECTANCE) * std::pow(grazing, 5.f);
+    }
+    if (random.uniform() < reflectance) {
+        ray = {hit.position + hit.normal * SURFACE_OFFSET, reflect(ray.direction, hit.normal)};
+    } else {
+        ray = {hit.position - hit.normal * SURFACE_OFFSET,
+               normalize(ray.direction * eta + hit.normal * (eta * cosIn - cosOut))};
+    }
+}
+
 Vec3 PathTracer::sampleDirect(const SurfaceHit& hit, Pcg32& random, LightGroup& group,
                               std::uint64_t& rayCount) const {
     const float pick = random.uniform();
     const float u = random.uniform();
     const LightSample light = scene.sampleLight(pick, u, random.uniform());
     group = light.group;
+    if (light.directional) {
+        const float cosine = dot(hit.normal, light.position);
+        if (cosine <= 0.f) {
+            return {};
+        }
+        ++rayCount;
+        if (!scene.seesSun(hit.position + hit.normal * SURFACE_OFFSET)) {
+            return {};
+        }
+        return hit.albedo * light.weightedRadiance * (cosine / std::numbers::pi_v<float>);
+    }
     const Vec3 toLight = light.position - hit.position;
     const float distanceSquared = dot(toLight, toLight);
     const Vec3 direction = toLight * (1.f / std::sqrt(distanceSquared));

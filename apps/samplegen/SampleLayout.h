@@ -16,7 +16,7 @@ inline constexpr int BEAUTY = 0;
 /// Three values for each `LightGroup`, in its order.
 inline constexpr int LIGHT_SELECTS = 4;
 inline constexpr int VISIBLE_DIFFUSE = LIGHT_SELECTS + 3 * LIGHT_GROUP_COUNT;
-/// The normal, then the depth divided by the scene's diameter.
+/// The normal, then the object identifier scaled into 0..1 (Scene.h).
 inline constexpr int VISIBLE_NORMALS = VISIBLE_DIFFUSE + 3;
 inline constexpr int HYBRID = VISIBLE_NORMALS + 4;
 inline constexpr int Z_DEPTH = HYBRID + 3;

@@ -1,10 +1,14 @@
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <map>
 #include <ranges>
+#include <set>
 
 #include <gtest/gtest.h>
 
 #include "apps/samplegen/SampleLayout.h"
+#include "apps/samplegen/Scene.h"
 #include "base/image/ElementNames.h"
 #include "base/image/ExrLoader.h"
 #include "base/image/ExrSaver.h"
@@ -175,4 +179,64 @@ TEST(SampleFile, SameSeedGivesTheSamePixelsInAnyDataWindow) {
             }
         }
     }
+}
+
+TEST(SampleFile, VisibleNormalsAlphaHoldsTheObjectIdentifier) {
+    // One sample a pixel: each value is the identifier of the one object that sample saw,
+    // divided by the range, and no depth: the floor, a long ramp of depth, keeps one value.
+    const ChannelImage image = renderSampleImage(wholeFrameJob(96, 54, 1, 3));
+    const Stack<float>& ids = pixels(image, u"VisibleNormals.A");
+    const Stack<float>& squaredIds = pixels(image, u"SqrVisibleNormals.A");
+    std::map<int, int> seen;
+    for (std::size_t index = 0; index < ids.size(); ++index) {
+        const float scaled = ids[index] * OBJECT_ID_RANGE;
+        ASSERT_EQ(scaled, std::round(scaled)) << index;
+        ASSERT_GE(scaled, 1.f);
+        ASSERT_LT(scaled, OBJECT_ID_RANGE);
+        ASSERT_EQ(squaredIds[index], ids[index] * ids[index]);
+        ++seen[int(scaled)];
+    }
+    for (const int object : {ObjectId::FLOOR, ObjectId::CEILING, ObjectId::BACK_WALL, ObjectId::LEFT_WALL,
+                             ObjectId::RIGHT_WALL, ObjectId::RED_BALL, ObjectId::LEFT_CABINET,
+                             ObjectId::RIGHT_CABINET}) {
+        EXPECT_GT(seen[object], 0) << object;
+    }
+}
+
+TEST(SampleFile, TwoTouchingCabinetsDifferOnlyInTheirIdentifier) {
+    const ChannelImage image = renderSampleImage(wholeFrameJob(96, 54, 1, 3));
+    const auto value = [&](const char16_t* channel, std::size_t index) { return pixels(image, channel)[index]; };
+    // The front faces, seen directly rather than through the glass or the mirror (the first
+    // surface faces the camera as well): colour and normal per cabinet.
+    std::map<int, std::set<std::array<float, 6>>> fronts;
+    for (std::size_t index = 0; index < pixels(image, u"VisibleNormals.A").size(); ++index) {
+        const int object = int(std::lround(value(u"VisibleNormals.A", index) * OBJECT_ID_RANGE));
+        if ((object == ObjectId::LEFT_CABINET || object == ObjectId::RIGHT_CABINET) &&
+            value(u"VisibleNormals.B", index) == 1.f && value(u"Normals.B", index) == 1.f) {
+            fronts[object].insert({value(u"VisibleDiffuse.R", index), value(u"VisibleDiffuse.G", index),
+                                   value(u"VisibleDiffuse.B", index), value(u"VisibleNormals.R", index),
+                                   value(u"VisibleNormals.G", index), value(u"VisibleNormals.B", index)});
+        }
+    }
+    ASSERT_EQ(fronts[ObjectId::LEFT_CABINET].size(), 1u);
+    EXPECT_EQ(fronts[ObjectId::LEFT_CABINET], fronts[ObjectId::RIGHT_CABINET]);
+}
+
+TEST(SampleFile, TheSunPatchAndTheLampGoFarAboveOne) {
+    // The light-select layers that the denoiser finds hardest: the sun's patch on the floor in
+    // "Window", the lamp and its caustics in "Key light", both far above 1.
+    const ChannelImage image = renderSampleImage(wholeFrameJob(96, 54, 4, 3));
+    const auto largestOnFloor = [&](const char16_t* layer) {
+        float largest = 0.f;
+        const Stack<float>& values = pixels(image, joinChannelName(layer, COMPONENT_G));
+        const Stack<float>& ids = pixels(image, u"VisibleNormals.A");
+        for (std::size_t index = 0; index < values.size(); ++index) {
+            if (std::lround(ids[index] * OBJECT_ID_RANGE) == ObjectId::FLOOR) {
+                largest = std::max(largest, values[index]);
+            }
+        }
+        return largest;
+    };
+    EXPECT_GT(largestOnFloor(u"Window"), 5.f);
+    EXPECT_GT(*std::ranges::max_element(pixels(image, u"Key light.G")), 5.f);
 }

@@ -4,11 +4,13 @@
 #include <cstddef>
 #include <memory>
 #include <optional>
+#include <type_traits>
 
 #include <oneapi/tbb/blocked_range.h>
 #include <oneapi/tbb/parallel_for.h>
 
 #include "foundation/Scheduler.h"
+#include "foundation/ThreadHandover.h"
 
 namespace Vespra {
 
@@ -20,6 +22,27 @@ namespace Vespra {
 // only takes chunks of the inner loop, so an outer body never starts again on a thread whose
 // earlier outer body is still unfinished further up its stack.
 
+namespace Detail {
+
+/// What oneTBB runs for each chunk of a loop of `parallelForRange`. oneTBB copies it into its
+/// task objects and hands those to its threads out of the sanitizer's sight, so this reads its
+/// own fields and the chunk unchecked; the body runs checked, after the handover of the loop's
+/// start and before that of its end (see ThreadHandover.h).
+template <class Body>
+struct LoopChunk {
+    Body* body;
+    const void* loopStart;
+    const void* loopEnd;
+
+    VESPRA_UNCHECKED_BY_THREAD_SANITIZER void operator()(const tbb::blocked_range<int>& chunk) const {
+        acceptHandover(loopStart);
+        const HandoverOnExit chunkEnd(loopEnd);
+        (*body)(chunk.begin(), chunk.end());
+    }
+};
+
+} // namespace Detail
+
 /// Calls `body(rangeBegin, rangeEnd)` for chunks that together cover [begin, end) once.
 template <class Body>
 void parallelForRange(Scheduler& scheduler, int begin, int end, int grain, Body&& body) {
@@ -27,12 +50,13 @@ void parallelForRange(Scheduler& scheduler, int begin, int end, int grain, Body&
         return;
     }
     const tbb::blocked_range<int> range(begin, end, std::size_t(std::max(grain, 1)));
+    // The caller's work before the loop precedes every chunk, and every chunk precedes the
+    // caller's work after it; the two locals are the keys.
+    const Detail::AcceptOnExit loopEnd(&body);
+    Detail::announceHandover(&range);
+    const Detail::LoopChunk<std::remove_reference_t<Body>> chunk{&body, &range, &body};
     scheduler.execute([&] {
-        tbb::this_task_arena::isolate([&] {
-            tbb::parallel_for(
-                range, [&](const tbb::blocked_range<int>& chunk) { body(chunk.begin(), chunk.end()); },
-                tbb::simple_partitioner());
-        });
+        tbb::this_task_arena::isolate([&] { tbb::parallel_for(range, chunk, tbb::simple_partitioner()); });
     });
 }
 

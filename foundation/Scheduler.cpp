@@ -8,6 +8,7 @@
 #include <oneapi/tbb/global_control.h>
 #include <oneapi/tbb/task_scheduler_observer.h>
 
+#include "foundation/ThreadHandover.h"
 #include "foundation/Utils.h"
 
 namespace Vespra {
@@ -47,6 +48,8 @@ class Scheduler::Observer : public tbb::task_scheduler_observer {
 public:
     Observer(tbb::task_arena& arena, Scheduler& scheduler)
         : tbb::task_scheduler_observer(arena), scheduler(scheduler) {
+        // oneTBB calls the observer on its threads from inside its library.
+        Detail::announceHandover(this);
         observe(true);
     }
 
@@ -60,6 +63,7 @@ public:
     }
 
     void on_scheduler_entry(bool isWorker) override {
+        Detail::acceptHandover(this);
         ++threadsInside;
         // Every thread computing pixels must round alike, a caller joining a loop too; the
         // caller gets its own float mode back when it leaves.
@@ -137,11 +141,21 @@ void Scheduler::submit(SharedPtr<Task> task, TaskPriority priority) {
         std::lock_guard lock(queueMutex);
         queues[std::size_t(priority)].push_back(std::move(task));
     }
-    arena->execute([this] { taskGroup->run([this] { runNext(); }); });
+    // The group runs the call on a worker and reports it done from inside oneTBB's library; the
+    // call reads its capture before it can accept the handover.
+    Detail::announceHandover(this);
+    arena->execute([this] {
+        taskGroup->run([this]() VESPRA_UNCHECKED_BY_THREAD_SANITIZER {
+            Detail::acceptHandover(this);
+            const Detail::HandoverOnExit done(&queues);
+            runNext();
+        });
+    });
 }
 
 void Scheduler::waitForAll() {
     VESPRA_ASSERT(!hasEntered(this));
+    const Detail::AcceptOnExit allDone(&queues);
     arena->execute([this] { taskGroup->wait(); });
 }
 

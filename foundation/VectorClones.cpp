@@ -9,11 +9,16 @@ namespace {
 
 /// The register width of the clone the loader picks: it asks the same questions of the processor.
 int processorVectorBytes() {
+#ifdef VESPRA_NO_VECTOR_CLONES
+    // Only the baseline kernel exists.
+    return 16;
+#else
     __builtin_cpu_init();
     if (__builtin_cpu_supports("x86-64-v4")) {
         return 64;
     }
     return __builtin_cpu_supports("x86-64-v3") ? 32 : 16;
+#endif
 }
 
 std::atomic<int>& vectorBytesLimit() {

@@ -106,7 +106,8 @@ public:
     }
 
     LutResult finish() const {
-        if (current == Table::NONE || rowIndex != entryCount(current) || sizeOf(current) < 2) {
+        if (current == Table::NONE || rowIndex != entryCount(current) || !isComplete(Table::ONE_D) ||
+            !isComplete(Table::THREE_D)) {
             return LutResult::NONSTANDARD_FORMAT;
         }
         for (int channel = 0; channel < 3; ++channel) {
@@ -183,6 +184,18 @@ private:
         return table == Table::ONE_D ? lut.lut1D->size : table == Table::THREE_D ? lut.lut3D->size : 0;
     }
 
+    /// Whether `table` is absent, or has the cells and every row its size asks for. Rows fill a
+    /// table as they come, so a table declared again, or left for the other one when a keyword
+    /// line came between its rows, may lack rows at its end.
+    bool isComplete(Table table) const {
+        const bool exists = table == Table::ONE_D ? bool(lut.lut1D) : bool(lut.lut3D);
+        if (!exists) {
+            return true;
+        }
+        const std::size_t stored = table == Table::ONE_D ? lut.lut1D->table.size() : lut.lut3D->table.size();
+        return sizeOf(table) >= 2 && std::int64_t(stored) == entryCount(table);
+    }
+
     std::int64_t entryCount(Table table) const {
         const std::int64_t size = sizeOf(table);
         return table == Table::THREE_D ? size * size * size : size;
@@ -233,7 +246,8 @@ public:
 
     LutResult finish() {
         const int n = int(std::lround(std::cbrt(double(rows.size()))));
-        if (rows.empty() || std::size_t(n) * std::size_t(n) * std::size_t(n) != rows.size()) {
+        // A cube of one entry has no cells to interpolate in.
+        if (n < 2 || std::size_t(n) * std::size_t(n) * std::size_t(n) != rows.size()) {
             return LutResult::NONSTANDARD_FORMAT;
         }
         const float depth = depthOf(double(largest[0] + largest[1] + largest[2]) / 3.0);

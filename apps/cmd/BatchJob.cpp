@@ -13,6 +13,7 @@
 #include "settings/Conf.h"
 #include "settings/PropertyCatalogue.h"
 #include "settings/PropertyIds.h"
+#include "settings/ValidatingSettings.h"
 
 namespace Vespra::Cmd {
 
@@ -119,34 +120,23 @@ bool BatchJob::load() {
 
 int BatchJob::applySettings() {
     try {
+        // A value of the wrong type or out of range fails its line: the operators read each
+        // property as its own type.
+        ValidatingSettings checked(settings);
         for (const std::string& file : options.confFiles) {
-            Conf::parse(Io::Path(String::fromUtf8(file)), {}, settings);
+            Conf::parse(Io::Path(String::fromUtf8(file)), {}, checked);
         }
     } catch (const Exception& error) {
         progress.message("Error: ", error.getMessage());
         return EXIT_FAILED;
     }
-    for (const std::string& assignment : options.properties) {
-        const auto equals = assignment.find('=');
-        const String key = String::fromUtf8(assignment.substr(0, equals));
-        const PropertyDescriptor* row = equals == std::string::npos ? nullptr : PropertyDescriptor::find(key);
-        if (!row) {
-            progress.message("Error: ", u"Unknown property \"" + key +
-                                            u"\"; expected KEY=VALUE with a key such as "
-                                            u"colorMap.simpleExposure.");
+    for (const std::string& text : options.properties) {
+        const Expected<PropertyAssignment, String> assignment = parsePropertyAssignment(text);
+        if (!assignment) {
+            progress.message("Error: ", assignment.error());
             return EXIT_USAGE;
         }
-        const Expected<Property, String> value =
-            Conf::parseValue(*row, row->type, String::fromUtf8(assignment.substr(equals + 1)));
-        if (!value) {
-            progress.message("Error: ", u"Property " + key + u": " + value.error() + u".");
-            return EXIT_USAGE;
-        }
-        if (const Optional<String> invalid = Settings::validationMessage(row->id, *value)) {
-            progress.message("Error: ", *invalid);
-            return EXIT_USAGE;
-        }
-        settings.set(row->id, *value);
+        settings.set(assignment->id, assignment->value);
     }
     return EXIT_OK;
 }

@@ -5,6 +5,8 @@
 #include <CLI/CLI.hpp>
 
 #include "misc/adaptivitydenoising/DenoisingTypes.h"
+#include "settings/Conf.h"
+#include "settings/Settings.h"
 
 namespace Vespra::Cmd {
 
@@ -58,6 +60,30 @@ Expected<DenoisingMode, String> parseDenoisingMode(const std::string& text) {
     }
     return makeUnexpected(
         String::fromUtf8("Invalid denoising mode \"" + text + "\": expected one of " + names + "."));
+}
+
+Expected<PropertyAssignment, String> parsePropertyAssignment(const std::string& text) {
+    const auto equals = text.find('=');
+    const String key = String::fromUtf8(text.substr(0, equals));
+    const PropertyDescriptor* row = equals == std::string::npos ? nullptr : PropertyDescriptor::find(key);
+    if (!row) {
+        return makeUnexpected(u"Unknown property \"" + key +
+                              u"\"; expected KEY=VALUE with a key such as colorMap.simpleExposure.");
+    }
+    const std::string valueText = text.substr(equals + 1);
+    // The settings are printed and saved as .conf lines, which a line break would split.
+    if (valueText.find_first_of("\r\n") != std::string::npos) {
+        return makeUnexpected(u"Property " + key +
+                              u": a value in the .conf form is one line; this one holds a line break.");
+    }
+    Expected<Property, String> value = Conf::parseValue(*row, row->type, String::fromUtf8(valueText));
+    if (!value) {
+        return makeUnexpected(u"Property " + key + u": " + value.error() + u".");
+    }
+    if (Optional<String> invalid = Settings::validationMessage(row->id, *value)) {
+        return makeUnexpected(std::move(*invalid));
+    }
+    return PropertyAssignment{row->id, std::move(*value)};
 }
 
 ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -7,6 +8,7 @@
 #include "foundation/Containers.h"
 #include "foundation/Optional.h"
 #include "settings/DenoisingMode.h"
+#include "settings/Property.h"
 
 namespace Vespra::Cmd {
 
@@ -44,5 +46,15 @@ Expected<Pipeline::MergeWeight, String> parseWeight(const std::string& text);
 
 /// A mode of `--denoise`: the name of a mode that filters, as .conf files write it.
 Expected<DenoisingMode, String> parseDenoisingMode(const std::string& text);
+
+/// A property and the value that `--property` gives it.
+struct PropertyAssignment {
+    std::int32_t id = 0;
+    Property value;
+};
+
+/// The text of `--property`, KEY=VALUE with VALUE in the .conf value form of the key's type:
+/// a valid value of a known property, or the message that says what is wrong.
+Expected<PropertyAssignment, String> parsePropertyAssignment(const std::string& text);
 
 } // namespace Vespra::Cmd

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 
 #include <Imath/half.h>
 #include <OpenEXR/Iex.h>
@@ -18,6 +19,7 @@
 #include <OpenEXR/ImfThreading.h>
 #include <OpenEXR/ImfVecAttribute.h>
 
+#include "base/image/ExrHeaderCheck.h"
 #include "base/image/ExrStreams.h"
 #include "base/image/ExrSupport.h"
 #include "base/image/VxrMetadata.h"
@@ -163,6 +165,15 @@ ChannelImage readImage(const Io::Path& path, const ExrLoader::ChannelFilter& fil
     Io::FileInputStream file(path);
     if (!file.isOpen()) {
         Iex::throwErrnoExc("%T.");
+    }
+    // OpenEXR believes the sizes in a header; a damaged one must not make it allocate gigabytes.
+    std::error_code sizeError;
+    const std::uintmax_t fileSize = std::filesystem::file_size(path.std(), sizeError);
+    if (!sizeError) {
+        Detail::checkExrHeaders(file, fileSize);
+        if (!file.seek(0)) {
+            Iex::throwErrnoExc("%T.");
+        }
     }
     ExrIStreamAdapter stream(file, path);
     Imf::InputFile input(stream, Imf::globalThreadCount());

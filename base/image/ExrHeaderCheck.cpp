@@ -1,14 +1,13 @@
 #include "base/image/ExrHeaderCheck.h"
 
 #include <algorithm>
-#include <atomic>
 #include <string>
 
 #include <fmt/format.h>
 
+#include "base/image/ImageMemoryLimit.h"
 #include "foundation/Exception.h"
 #include "foundation/Optional.h"
-#include "foundation/SystemInfo.h"
 
 namespace Vespra::Detail {
 
@@ -20,11 +19,6 @@ constexpr std::uint32_t MULTI_PART_FLAG = 0x1000;
 /// The longest name OpenEXR writes has 255 bytes; with its terminating zero 256.
 constexpr std::size_t MAX_NAME_BYTES = 256;
 constexpr std::uint64_t BYTES_PER_CHUNK_OFFSET = 8;
-constexpr std::uint64_t BYTES_PER_SAMPLE = 4;
-constexpr double MEBIBYTE = 1048576.0;
-
-std::atomic<std::uint64_t> maxImageBytes = 0;
-
 [[noreturn]] void damaged(const std::string& reason) {
     throw Exception(String::fromUtf8("File stores a damaged header.\n\n" + reason));
 }
@@ -273,27 +267,12 @@ void checkMemory(const PartSize& part) {
     if (!part.hasPixels()) {
         return;
     }
-    const double bytes =
-        double(part.width()) * double(part.height()) * double(part.channelCount) * double(BYTES_PER_SAMPLE);
-    const std::uint64_t limit = getMaxImageBytes();
-    if (bytes > double(limit)) {
-        throw Exception(String::fromUtf8(fmt::format(
-            "File stores an image too large to load.\n\nIts {} channels of {} x {} pixels need {:.1f} MiB of "
-            "memory, more than the {:.1f} MiB an image may take.",
-            part.channelCount, part.width(), part.height(), bytes / MEBIBYTE, double(limit) / MEBIBYTE)));
+    if (const Optional<String> excess = imageMemoryExcess(part.channelCount, part.width(), part.height())) {
+        throw Exception(u"File stores an image too large to load.\n\n" + *excess);
     }
 }
 
 } // namespace
-
-std::uint64_t getMaxImageBytes() {
-    const std::uint64_t set = maxImageBytes.load(std::memory_order_relaxed);
-    return set > 0 ? set : std::uint64_t(std::max<std::int64_t>(Utils::getPhysicalMemorySize(), 0));
-}
-
-void setMaxImageBytes(std::uint64_t bytes) {
-    maxImageBytes.store(bytes, std::memory_order_relaxed);
-}
 
 void checkExrHeaders(Io::BinaryInputStream& file, std::uint64_t fileSize) {
     HeaderReader reader(file, fileSize);

@@ -5,6 +5,7 @@
 
 #include <fmt/format.h>
 
+#include "base/image/ImageMemoryLimit.h"
 #include "base/image/VxrMetadata.h"
 #include "foundation/Exception.h"
 #include "foundation/ParallelFor.h"
@@ -74,6 +75,10 @@ void Accumulator::initialise(const ChannelImage& source, const MergeWeight& weig
         names.push(weightChannelName);
     }
     const Bucket window = unite(source.getDisplayWindow(), source.getDataWindow());
+    // The sums cover the display window too, which a file may declare far larger than its pixels.
+    if (const Optional<String> excess = imageMemoryExcess(names.size(), window.width(), window.height())) {
+        throw Exception(u"The merged image is too large.\n\n" + *excess);
+    }
     image = ChannelImage(window, window, gammaOf(source));
     for (const String& name : names) {
         Channel<float>& channel = image.addChannel<float>(name);

@@ -17,6 +17,8 @@ public:
     /// Whether `candidate` can be added: its windows lie within the merged image's and its
     /// gamma is the same. The first image always fits.
     bool fits(const ChannelImage& candidate) const;
+    /// The first image sets the merged image's window, the union of its display and data
+    /// windows; raises `Exception` when its planes would exceed `getMaxImageBytes()`.
     void add(const ChannelImage& source, const MergeWeight& weight);
     /// Divides the sums by the weights and answers the merged image.
     ChannelImage finish();

@@ -6,6 +6,7 @@
 
 #include "base/image/ExrHeaderCheck.h"
 #include "base/image/ExrLoader.h"
+#include "base/image/ImageMemoryLimit.h"
 #include "base/image/ExrSaver.h"
 #include "tests/foundation/TemporaryFolder.h"
 
@@ -44,7 +45,7 @@ protected:
         return loaded ? String() : loaded.error();
     }
 
-    void TearDown() override { Detail::setMaxImageBytes(0); }
+    void TearDown() override { setMaxImageBytes(0); }
 
     TemporaryFolder folder;
 };
@@ -102,19 +103,11 @@ TEST_F(ExrHeaderCheck, MoreRowsThanTheFileCanHoldChunksForAreRefused) {
 TEST_F(ExrHeaderCheck, AnImageLargerThanTheLimitIsRefusedAndOneWithinItLoads) {
     const Io::Path saved = write("image.exr", savedImage(1024, 512));
     // Three planes of 1024 x 512 floats: 6 MiB.
-    Detail::setMaxImageBytes(3 * 1024 * 512 * 4);
+    setMaxImageBytes(3 * 1024 * 512 * 4);
     EXPECT_TRUE(ExrLoader(false).load(saved).has_value());
-    Detail::setMaxImageBytes(4 << 20);
+    setMaxImageBytes(4 << 20);
     EXPECT_EQ(failureOf(saved),
               u"Cannot operate with image file \"" + saved.nativeStr() +
                   u"\". File stores an image too large to load.\n\nIts 3 channels of 1024 x 512 "
                   u"pixels need 6.0 MiB of memory, more than the 4.0 MiB an image may take.");
-}
-
-TEST_F(ExrHeaderCheck, TheLimitIsTheInstalledMemoryUnlessSet) {
-    EXPECT_GT(Detail::getMaxImageBytes(), std::uint64_t(1) << 28);
-    Detail::setMaxImageBytes(12345);
-    EXPECT_EQ(Detail::getMaxImageBytes(), 12345u);
-    Detail::setMaxImageBytes(0);
-    EXPECT_GT(Detail::getMaxImageBytes(), 12345u);
 }

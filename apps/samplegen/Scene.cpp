@@ -21,6 +21,8 @@ constexpr float WINDOW_Z1 = -1.f;
 constexpr float FLOOR_VARNISH = 0.06f;
 /// Keeps a ray from hitting the surface it leaves.
 constexpr float RAY_EPSILON = 1e-4f;
+/// The radiance of the neon wire, magenta.
+constexpr Vec3 NEON{6.f, 1.5f, 7.f};
 /// Share of next-event estimation samples that go to the sun.
 constexpr float SUN_PICK = 0.35f;
 
@@ -103,9 +105,10 @@ SampleScene::SampleScene()
     : eye{0.f, 1.35f, 2.2f}, forward(normalize(Vec3{-0.1f, 0.9f, -2.f} - eye)),
       right(normalize(cross(forward, Vec3{0.f, 1.f, 0.f}))), up(cross(right, forward)),
       tanHalfFov(std::tan(30.f * std::numbers::pi_v<float> / 180.f)),
-      spheres{{{{-0.9f, 0.55f, -1.6f}, 0.55f, SurfaceKind::MIRROR, {0.92f, 0.92f, 0.94f}, ObjectId::MIRROR_BALL},
-               {{0.55f, 0.38f, -0.5f}, 0.38f, SurfaceKind::GLASS, {0.98f, 0.98f, 0.97f}, ObjectId::GLASS_BALL},
-               {{1.85f, 0.4f, -1.2f}, 0.4f, SurfaceKind::DIFFUSE, {0.7f, 0.12f, 0.08f}, ObjectId::RED_BALL}}},
+      spheres{
+          {{{-0.9f, 0.55f, -1.6f}, 0.55f, SurfaceKind::MIRROR, {0.92f, 0.92f, 0.94f}, ObjectId::MIRROR_BALL},
+           {{0.55f, 0.38f, -0.5f}, 0.38f, SurfaceKind::GLASS, {0.98f, 0.98f, 0.97f}, ObjectId::GLASS_BALL},
+           {{1.85f, 0.4f, -1.2f}, 0.4f, SurfaceKind::DIFFUSE, {0.7f, 0.12f, 0.08f}, ObjectId::RED_BALL}}},
       boxes{{{{0.3f, 0.f, -3.f}, {0.95f, 0.9f, -2.2f}, {0.45f, 0.5f, 0.42f}, ObjectId::LEFT_CABINET},
              {{0.95f, 0.f, -3.f}, {1.6f, 0.9f, -2.2f}, {0.45f, 0.5f, 0.42f}, ObjectId::RIGHT_CABINET},
              {{-2.4f, 1.6f, -4.f}, {-0.9f, 1.63f, -3.7f}, {0.85f, 0.85f, 0.82f}, ObjectId::SHELF}}},
@@ -117,7 +120,7 @@ SampleScene::SampleScene()
                  {1, -0.1f, -3.5f, 0.0035f, 0.95f, 1.75f, {0.04f, 0.04f, 0.04f}, {}, ObjectId::FIRST_ROD + 3},
                  {1, 0.1f, -3.5f, 0.0035f, 0.95f, 1.75f, {0.04f, 0.04f, 0.04f}, {}, ObjectId::FIRST_ROD + 4},
                  // The neon wire along the back wall.
-                 {0, 2.35f, -3.93f, 0.003f, -2.5f, 1.f, {1.f, 1.f, 1.f}, {6.f, 1.5f, 7.f}, ObjectId::FIRST_ROD + 5}}},
+                 {0, 2.35f, -3.93f, 0.003f, -2.5f, 1.f, {1.f, 1.f, 1.f}, NEON, ObjectId::FIRST_ROD + 5}}},
       lights{{makeLight({1.1f, 2.1f, -1.5f}, {0.2f, 0.f, 0.f}, {0.f, 0.f, 0.2f}, {360.f, 324.f, 270.f},
                         LightGroup::KEY),
               makeLight({-1.2f, 2.79f, -1.3f}, {2.4f, 0.f, 0.f}, {0.f, 0.f, 1.6f}, {0.9f, 1.f, 1.2f},
@@ -174,7 +177,8 @@ bool SampleScene::seesSun(const Vec3& point) const {
 
 LightSample SampleScene::sampleLight(float pick, float u, float v) const {
     if (pick < sunPickProbability) {
-        return {sunDirection, sunIrradiance * (1.f / sunPickProbability), -sunDirection, LightGroup::WINDOW, true};
+        return {sunDirection, sunIrradiance * (1.f / sunPickProbability), -sunDirection, LightGroup::WINDOW,
+                true};
     }
     pick -= sunPickProbability;
     std::size_t index = 0;
@@ -252,9 +256,11 @@ bool SampleScene::intersectObjects(const Ray& ray, SurfaceHit& hit) const {
         }
         const float distance = (-b - std::sqrt(discriminant)) / a;
         const float along = ray.origin[cylinder.axis] + ray.direction[cylinder.axis] * distance;
-        if (distance > RAY_EPSILON && distance < hit.distance && along >= cylinder.from && along <= cylinder.to) {
+        if (distance > RAY_EPSILON && distance < hit.distance && along >= cylinder.from &&
+            along <= cylinder.to) {
             const bool emits = cylinder.emission.x > 0.f;
-            accept(distance, emits ? SurfaceKind::EMITTER : SurfaceKind::DIFFUSE, cylinder.albedo, cylinder.object);
+            accept(distance, emits ? SurfaceKind::EMITTER : SurfaceKind::DIFFUSE, cylinder.albedo,
+                   cylinder.object);
             hit.emission = cylinder.emission;
             hit.group = LightGroup::REST;
             const Vec3 radial = axisVector(p, (ou + du * distance) / cylinder.radius) +

@@ -196,17 +196,23 @@ void DenoiseOperator::denoise() {
     const AutoPtr<IDenoiser> denoiser = denoiserFactory(
         mode, Scheduler::highPriorityInstance(), makeShared<ErrorLogger>(errors), loadData(mode, region));
     VESPRA_ASSERT(denoiser);
-    for (std::size_t index = 0; index < elements.size(); ++index) {
-        const String& name = elements[index].name;
-        Function<bool(float)> progress = elementProgress(index, elements.size());
-        ColorBitmap squared = pullColor(upstream[0], squaredName(name), region);
-        ColorBitmap colour = pullColor(upstream[0], name, region);
-        Optional<ColorBitmap> result;
-        denoiser->filter(result, std::move(colour), std::move(squared), ElementType{}, std::move(progress));
-        if (result) {
-            storeResult(name, *result);
-        }
+    // Each element and its squared element are pulled when the denoiser is ready for them; it
+    // may filter several at once, and hands each back as soon as it is finished.
+    Stack<DenoiseElement> jobs;
+    for (const ElementInfo& element : elements) {
+        jobs.push({[this, name = element.name, region](ColorBitmap& colour, ColorBitmap& squared) {
+                       squared = pullColor(upstream[0], squaredName(name), region);
+                       colour = pullColor(upstream[0], name, region);
+                   },
+                   ElementType{}});
     }
+    denoiser->filterElements(
+        ArrayView<const DenoiseElement>(jobs.data(), jobs.size()),
+        [this](float done) {
+            notify(onProgress, done);
+            return abortRequested.load();
+        },
+        [&](std::size_t index, ColorBitmap&& result) { storeResult(elements[index].name, result); });
     notify(onProgress, 1.f);
     notify(onFinished, String());
 }
@@ -248,13 +254,6 @@ Stack<FeatureType> DenoiseOperator::featuresToLoad(DenoisingMode mode) const {
         }
     }
     return features;
-}
-
-Function<bool(float)> DenoiseOperator::elementProgress(std::size_t index, std::size_t count) {
-    return [this, index, count](float done) {
-        notify(onProgress, (done + float(index)) / float(count));
-        return abortRequested.load();
-    };
 }
 
 } // namespace Vespra::Pipeline

@@ -61,7 +61,6 @@ private:
     void storeResult(const String& name, const ColorBitmap& pixels);
     DenoisingData loadData(DenoisingMode mode, const Bucket& region) const;
     Stack<FeatureType> featuresToLoad(DenoisingMode mode) const;
-    Function<bool(float)> elementProgress(std::size_t index, std::size_t count);
 
     mutable SimpleLock storeLock;
     mutable ChannelImage store;

@@ -37,7 +37,20 @@ struct NlmInputs {
     float colourFactor = 1.f;
 };
 
+/// The pictures of one of several elements of a render that a kernel filters together: they
+/// share the features and so the feature weights, which depend on the features alone.
+struct ElementImages {
+    /// Where the distances come from.
+    const BitmapImpl<Rgb>* colour = nullptr;
+    const BitmapImpl<Rgb>* variance = nullptr;
+    /// What is averaged; may be `colour`.
+    const BitmapImpl<Rgb>* image = nullptr;
+};
+
 namespace Detail {
+
+/// Most elements that one kernel filters together.
+inline constexpr int MAX_ELEMENTS = 8;
 
 /// Whether a pixel is noisy enough for the scalar filters: not black, and its mean variance
 /// above 0.0001 times its mean squared colour.
@@ -53,7 +66,14 @@ inline bool shouldFilterLanes(Float4 colour, Float4 variance) {
     return any(Float4(0.0001f) * colour * colour < variance);
 }
 
-/// Accumulators and buffers of one worker, for a tile of a kernel.
+/// The pixels of one element as the kernels read them.
+struct ElementPixels {
+    const Rgb* colour = nullptr;
+    const Rgb* variance = nullptr;
+    const Rgb* image = nullptr;
+};
+
+/// Accumulators and buffers of one worker, for a tile of a kernel of one element.
 template <class Dist, class Shape>
 struct KernelScratch {
     static constexpr std::size_t TILE_PIXELS = std::size_t(BAND_ROWS) * TILE_WIDTH;
@@ -66,12 +86,13 @@ struct KernelScratch {
     Array<std::uint8_t> active = Array<std::uint8_t>(TILE_PIXELS);
 };
 
-/// Calls `perPixel(tileIndex, p)` for each pixel of `tile`, in rows.
-template <class PerPixel>
+/// Calls `perPixel(tileIndex, p)` for each pixel of `tile`, in rows; tile rows lie `STRIDE`
+/// indices apart.
+template <int STRIDE = TILE_WIDTH, class PerPixel>
 void forTilePixels(const Tile& tile, PerPixel&& perPixel) {
     for (int y = tile.y0; y < tile.y1; ++y) {
         for (int x = tile.x0; x < tile.x1; ++x) {
-            perPixel((y - tile.y0) * TILE_WIDTH + (x - tile.x0),
+            perPixel((y - tile.y0) * STRIDE + (x - tile.x0),
                      std::size_t(y) * std::size_t(tile.width) + std::size_t(x));
         }
     }
@@ -87,40 +108,70 @@ void filterBand(const Kernel& kernel, int first, int end, typename Kernel::Scrat
     }
 }
 
-/// Writes the output of `kernel` into `output`, `width` * `height` pixels.
+/// Writes the output of each element `e` of `kernel` into `outputs[e]`, `width` * `height`
+/// pixels each.
 template <class Kernel>
-bool runOutOfPlace(DenoiseContext& context, const Kernel& kernel, typename Kernel::Output* output) {
+bool runOutOfPlace(DenoiseContext& context, const Kernel& kernel,
+                   ArrayView<typename Kernel::Output* const> outputs) {
+    VESPRA_ASSERT(int(outputs.size()) == kernel.elementCount);
     return runBandsOutOfPlace<typename Kernel::Scratch>(
         context, kernel.height, [&] { return kernel.makeScratch(); },
         [&](int first, int end, typename Kernel::Scratch& scratch) {
-            filterBand(kernel, first, end, scratch,
-                       [&](int y) { return output + std::size_t(y) * std::size_t(kernel.width); });
+            filterBand(kernel, first, end, scratch, [&](int element, int y) {
+                return outputs[std::size_t(element)] + std::size_t(y) * std::size_t(kernel.width);
+            });
         });
 }
 
-/// Overwrites `image`, which the kernel may read as its colour or its image.
+/// `runOutOfPlace` of a kernel of one element.
 template <class Kernel>
-bool runInPlace(DenoiseContext& context, const Kernel& kernel, BitmapImpl<typename Kernel::Output>& image) {
+bool runOutOfPlace(DenoiseContext& context, const Kernel& kernel, typename Kernel::Output* output) {
+    typename Kernel::Output* const outputs[] = {output};
+    return runOutOfPlace(context, kernel, ArrayView<typename Kernel::Output* const>(outputs, 1));
+}
+
+/// Overwrites each element's image `images[e]`, which the kernel may read as that element's
+/// colour or image.
+template <class Kernel>
+bool runInPlace(DenoiseContext& context, const Kernel& kernel,
+                ArrayView<BitmapImpl<typename Kernel::Output>* const> images) {
+    VESPRA_ASSERT(int(images.size()) == kernel.elementCount);
     return runBandsInPlace<typename Kernel::Scratch>(
-        context, image, Kernel::Shape::MARGIN, [&] { return kernel.makeScratch(); },
+        context, images, Kernel::Shape::MARGIN, [&] { return kernel.makeScratch(); },
         [&](int first, int end, typename Kernel::Scratch& scratch, auto& targetRow) {
             filterBand(kernel, first, end, scratch, targetRow);
         });
 }
 
-/// What the kernels share: the inputs as raw pointers and the feature weights.
+/// `runInPlace` of a kernel of one element.
+template <class Kernel>
+bool runInPlace(DenoiseContext& context, const Kernel& kernel, BitmapImpl<typename Kernel::Output>& image) {
+    BitmapImpl<typename Kernel::Output>* const images[] = {&image};
+    return runInPlace(context, kernel, ArrayView<BitmapImpl<typename Kernel::Output>* const>(images, 1));
+}
+
+/// What the kernels share: the elements' pixels as raw pointers and the feature weights.
 struct KernelInputs {
-    KernelInputs(const NlmInputs& inputs, const BitmapImpl<Rgb>& image)
-        : colour(inputs.colour->data()), variance(inputs.variance->data()), image(image.data()),
-          width(image.width()), height(image.height()), alpha(inputs.alpha), epsilon(inputs.epsilon),
-          colourFactor(inputs.colourFactor), weights(inputs.features, inputs.gradientScale),
-          noFeatureWeight(negativeExp(Float4(-1.f))) {
-        VESPRA_ASSERT(inputs.colour->size() == image.size() && inputs.variance->size() == image.size());
+    KernelInputs(const NlmInputs& inputs, ArrayView<const ElementImages> images)
+        : width(images.empty() ? 0 : images[0].image->width()),
+          height(images.empty() ? 0 : images[0].image->height()), alpha(inputs.alpha),
+          epsilon(inputs.epsilon), colourFactor(inputs.colourFactor),
+          weights(inputs.features, inputs.gradientScale), noFeatureWeight(negativeExp(Float4(-1.f))),
+          elementCount(int(images.size())) {
+        VESPRA_ASSERT(elementCount >= 1 && elementCount <= MAX_ELEMENTS);
+        for (int e = 0; e < elementCount; ++e) {
+            const ElementImages& element = images[std::size_t(e)];
+            VESPRA_ASSERT(element.colour->size() == element.image->size() &&
+                          element.variance->size() == element.image->size() &&
+                          element.image->width() == width && element.image->height() == height);
+            elements[std::size_t(e)] = {element.colour->data(), element.variance->data(),
+                                        element.image->data()};
+        }
+        colour = elements[0].colour;
+        variance = elements[0].variance;
+        image = elements[0].image;
     }
 
-    const Rgb* colour;
-    const Rgb* variance;
-    const Rgb* image;
     int width;
     int height;
     float alpha;
@@ -129,6 +180,12 @@ struct KernelInputs {
     FeatureWeights weights;
     /// The feature weight without features: e^1, above every colour weight.
     Float4 noFeatureWeight;
+    int elementCount;
+    StaticArray<ElementPixels, MAX_ELEMENTS> elements{};
+    /// The pixels of the first element, for the kernels of one element.
+    const Rgb* colour;
+    const Rgb* variance;
+    const Rgb* image;
 
     template <class Scratch>
     void prepareFeatureFactors(Scratch& scratch, int tileIndex, std::size_t p) const {
@@ -161,52 +218,291 @@ struct KernelInputs {
             scratch.valueSums[std::size_t(index)] += w * loadPixel(image, q);
         };
     }
+
+    /// The settings of the planar feature weights, with the limits of a neighbour at distance 1.
+    Tri::OffsetSettings featureSettings() const {
+        Tri::OffsetSettings settings;
+        settings.epsilon = epsilon;
+        settings.features = weights.size();
+        for (int i = 0; i < weights.size(); ++i) {
+            for (int lane = 0; lane < 4; ++lane) {
+                settings.varianceScales[4 * i + lane] = weights.item(i).varianceScale[lane];
+                settings.limits[4 * i + lane] = weights.item(i).limit[lane];
+            }
+        }
+        return settings;
+    }
 };
 
-/// NLM with one weight per pixel pair from the mean over colours (`LANE_WISE` false), limited by
-/// the features, or with a weight per lane and no features (`LANE_WISE` true).
-template <int SUPPORT, int PATCH, bool LANE_WISE>
-class NlmKernel : public KernelInputs {
+/// The lanes of pixels of a tile and its search border, as region planes (Tri's layout).
+inline void spreadRegion(const Tile& tile, int border, const Rgb* source, int lanes, float* planes) {
+    const int x0 = std::max(0, tile.x0 - border);
+    const int x1 = std::min(tile.width, tile.x1 + border);
+    const int y0 = std::max(0, tile.y0 - border);
+    const int y1 = std::min(tile.height, tile.y1 + border);
+    for (int y = y0; y < y1; ++y) {
+        const Rgb* row = source + std::size_t(y) * std::size_t(tile.width);
+        float* out = planes + Tri::regionIndex(y - tile.y0, x0 - tile.x0);
+        for (int x = x0; x < x1; ++x) {
+            const float values[4] = {row[x].r, row[x].g, row[x].b, row[x].a};
+            for (int lane = 0; lane < lanes; ++lane) {
+                out[std::size_t(lane) * Tri::REGION_PLANE + std::size_t(x - x0)] = values[lane];
+            }
+        }
+    }
+}
+
+/// Sweep buffers whose rows lie as far apart as those of the region and tile planes.
+template <class Shape>
+using PlanarSweepBuffers = SweepBuffers<float, Shape, Tri::TILE_STRIDE>;
+
+/// `patchDistances` of one element, from its region planes (`region`, in Tri's layout), which
+/// hold its colour and variance over the tile and a border of the kernel's margin.
+template <class Shape>
+void planarPatchDistances(const Tile& tile, const TileOffset& offset, PlanarSweepBuffers<Shape>& buffers,
+                          const float* region, float alpha, float epsilon) {
+    const std::ptrdiff_t regionOffset = std::ptrdiff_t(offset.dy) * Tri::REGION_STRIDE + offset.dx;
+    if (isInteriorTile<Shape>(tile)) {
+        interiorPatchDistances(tile, buffers, [&](float* out, int count) {
+            Tri::distanceRow(region + Tri::regionIndex(-Shape::HALF, -Shape::HALF), regionOffset, alpha,
+                             epsilon, out, count);
+        });
+        return;
+    }
+    patchDistancesOf(tile, offset, buffers, [&](float* out, int y, int x0, int x1) {
+        Tri::distanceRow(region + Tri::regionIndex(y - tile.y0, x0 - tile.x0), regionOffset, alpha, epsilon,
+                         out, x1 - x0);
+    });
+}
+
+/// The colour and variance of one element over a tile and a border of `margin`, as region planes.
+inline void spreadDistancePlanes(const Tile& tile, int margin, const ElementPixels& element, float* region) {
+    spreadRegion(tile, margin, element.colour, 3, region + Tri::COLOUR * Tri::REGION_PLANE);
+    spreadRegion(tile, margin, element.variance, 3, region + Tri::VARIANCE * Tri::REGION_PLANE);
+}
+
+/// Calls `run(row, firstColumn, count)` for the rows of `tile` whose `rowActive` is set, with the
+/// columns of the pixels whose neighbour at `offset` lies inside the image.
+template <class Run>
+void forOffsetRuns(const TileOffset& offset, const std::uint8_t* rowActive, Run&& run) {
+    for (int r = offset.firstRow; r < offset.endRow; ++r) {
+        if (rowActive[r]) {
+            run(r, offset.firstColumn, offset.endColumn - offset.firstColumn);
+        }
+    }
+}
+
+/// The features of a tile and its search border as planes, and each feature's factor
+/// (`FeatureWeights::pixelFactor`) for the tile's pixels, also as planes; the buffers of the
+/// planar feature weights of one worker. What lies off the image is never read but for sums
+/// that are thrown away, so it holds whatever an earlier tile left.
+struct FeaturePlanes {
+    Array<float> region = Array<float>(std::size_t(Tri::FEATURE_PLANES) * Tri::REGION_PLANE);
+    Array<float> factors = Array<float>(std::size_t(4 * FeatureWeights::MAX_FEATURES) * Tri::TILE_PLANE);
+    /// The feature weights of the tile's pixels at one offset, in a tile plane.
+    Array<float> weights = Array<float>(Tri::TILE_PLANE);
+
+    void fill(const FeatureWeights& features, const Tile& tile, int border) {
+        for (int i = 0; i < features.size(); ++i) {
+            spreadRegion(tile, border, features.item(i).mean, 4,
+                         region.data() + std::size_t(Tri::PLANES_PER_FEATURE * i) * Tri::REGION_PLANE);
+            spreadRegion(tile, border, features.item(i).variance, 4,
+                         region.data() + std::size_t(Tri::PLANES_PER_FEATURE * i + 4) * Tri::REGION_PLANE);
+        }
+        forTilePixels<Tri::TILE_STRIDE>(tile, [&](int index, std::size_t p) {
+            for (int i = 0; i < features.size(); ++i) {
+                const Float4 factor = features.pixelFactor(i, p);
+                for (int lane = 0; lane < 4; ++lane) {
+                    factors[std::size_t(4 * i + lane) * Tri::TILE_PLANE + std::size_t(index)] = factor[lane];
+                }
+            }
+        });
+    }
+
+    /// The feature weights of the pixels of the tile that have their neighbour at `offset` inside
+    /// the image, in the rows where `rowActive` is set.
+    void offsetWeights(const Tri::OffsetSettings& settings, const TileOffset& offset,
+                       const std::uint8_t* rowActive) {
+        const std::ptrdiff_t regionOffset = std::ptrdiff_t(offset.dy) * Tri::REGION_STRIDE + offset.dx;
+        forOffsetRuns(offset, rowActive, [&](int row, int column, int count) {
+            const std::size_t at = Tri::tileIndex(row, column);
+            Tri::featureWeights(settings, region.data() + Tri::regionIndex(row, column), regionOffset,
+                                factors.data() + at, weights.data() + at, count);
+        });
+    }
+};
+
+/// Buffers of one worker for the scalar NLM kernel: shared by its elements, and one set of sums
+/// per element.
+template <class Shape>
+struct ScalarScratch {
+    static constexpr std::size_t TILE_PIXELS = Tri::TILE_PLANE;
+
+    explicit ScalarScratch(int elements)
+        : region(std::size_t(elements) * Tri::DISTANCE_PLANES * Tri::REGION_PLANE),
+          weightSums(std::size_t(elements) * TILE_PIXELS), valueSums(std::size_t(elements) * TILE_PIXELS),
+          active(std::size_t(elements) * TILE_PIXELS), rowActive(std::size_t(elements) * BAND_ROWS) {}
+
+    PlanarSweepBuffers<Shape> sweep;
+    FeaturePlanes features;
+    /// Per element its colour and variance as region planes.
+    Array<float> region;
+    Array<float> weightSums;
+    Array<Float4> valueSums;
+    Array<std::uint8_t> active;
+    /// Whether a tile row of an element has any pixel to filter, and whether any element has.
+    Array<std::uint8_t> rowActive;
+    StaticArray<std::uint8_t, BAND_ROWS> anyRowActive{};
+    /// The weights of one offset, in a tile plane.
+    Array<float> weights = Array<float>(Tri::TILE_PLANE);
+};
+
+/// NLM with one weight per pixel pair from the mean over colours, limited by the features, for
+/// one or several elements with the same features. The feature weights of each offset are made
+/// once for all elements, as runs of floats; so are the colour weights of each element.
+template <int SUPPORT, int PATCH>
+class NlmScalarKernel : public KernelInputs {
 public:
     using Shape = SweepShape<(SUPPORT - PATCH) / 2, PATCH>;
-    using Dist = std::conditional_t<LANE_WISE, Float4, float>;
+    using Dist = float;
+    using Output = Rgb;
+    using Scratch = ScalarScratch<Shape>;
+    static_assert(Shape::MARGIN <= Tri::MAX_BORDER);
+
+    NlmScalarKernel(const NlmInputs& inputs, const BitmapImpl<Rgb>& image)
+        : NlmScalarKernel(
+              inputs, StaticArray<ElementImages, 1>{ElementImages{inputs.colour, inputs.variance, &image}}) {}
+    NlmScalarKernel(const NlmInputs& inputs, ArrayView<const ElementImages> images)
+        : KernelInputs(inputs, images), settings(featureSettings()) {}
+
+    Scratch makeScratch() const { return Scratch(elementCount); }
+
+    template <class TargetRow>
+    void filterTile(const Tile& tile, Scratch& scratch, TargetRow& targetRow) const {
+        const bool withFeatures = weights.size() > 0;
+        std::fill(scratch.anyRowActive.begin(), scratch.anyRowActive.end(), std::uint8_t(0));
+        for (int e = 0; e < elementCount; ++e) {
+            const ElementPixels& element = elements[std::size_t(e)];
+            std::uint8_t* active = scratch.active.data() + std::size_t(e) * Scratch::TILE_PIXELS;
+            std::uint8_t* rowActive = scratch.rowActive.data() + std::size_t(e) * BAND_ROWS;
+            std::fill(rowActive, rowActive + BAND_ROWS, std::uint8_t(0));
+            std::fill_n(scratch.weightSums.data() + std::size_t(e) * Scratch::TILE_PIXELS,
+                        Scratch::TILE_PIXELS, 0.f);
+            std::fill_n(scratch.valueSums.data() + std::size_t(e) * Scratch::TILE_PIXELS,
+                        Scratch::TILE_PIXELS, Float4());
+            forTilePixels<Tri::TILE_STRIDE>(tile, [&](int index, std::size_t p) {
+                const bool filtered =
+                    shouldFilterMean(loadPixel(element.colour, p), loadPixel(element.variance, p));
+                active[std::size_t(index)] = filtered;
+                rowActive[std::size_t(index / Tri::TILE_STRIDE)] |= std::uint8_t(filtered);
+                scratch.anyRowActive[std::size_t(index / Tri::TILE_STRIDE)] |= std::uint8_t(filtered);
+            });
+            spreadDistancePlanes(tile, Shape::MARGIN, element,
+                                 scratch.region.data() +
+                                     std::size_t(e) * Tri::DISTANCE_PLANES * Tri::REGION_PLANE);
+        }
+        if (withFeatures) {
+            scratch.features.fill(weights, tile, Shape::RADIUS);
+        } else {
+            std::fill(scratch.features.weights.begin(), scratch.features.weights.end(), noFeatureWeight.x());
+        }
+        forEachOffset<Shape>(tile, false, [&](const TileOffset& offset) {
+            if (withFeatures) {
+                scratch.features.offsetWeights(settings, offset, scratch.anyRowActive.data());
+            }
+            const std::ptrdiff_t pixelOffset = offset.pixelOffset(width);
+            for (int e = 0; e < elementCount; ++e) {
+                const ElementPixels& element = elements[std::size_t(e)];
+                const std::uint8_t* rowActive = scratch.rowActive.data() + std::size_t(e) * BAND_ROWS;
+                if (!std::any_of(rowActive + offset.firstRow, rowActive + offset.endRow,
+                                 [](std::uint8_t a) { return a != 0; })) {
+                    continue;
+                }
+                planarPatchDistances<Shape>(tile, offset, scratch.sweep,
+                                            scratch.region.data() +
+                                                std::size_t(e) * Tri::DISTANCE_PLANES * Tri::REGION_PLANE,
+                                            alpha, epsilon);
+                float* weightSums = scratch.weightSums.data() + std::size_t(e) * Scratch::TILE_PIXELS;
+                Float4* valueSums = scratch.valueSums.data() + std::size_t(e) * Scratch::TILE_PIXELS;
+                forOffsetRuns(offset, rowActive, [&](int row, int column, int count) {
+                    const std::size_t at = Tri::tileIndex(row, column);
+                    Tri::scalarWeights(scratch.weights.data() + at, scratch.sweep.patchSums.data() + at,
+                                       scratch.features.weights.data() + at, colourFactor, count);
+                });
+                // The weighted pixels row by row, as the image's rows lie apart in memory.
+                for (int r = offset.firstRow; r < offset.endRow; ++r) {
+                    if (!rowActive[r]) {
+                        continue;
+                    }
+                    const std::size_t at = Tri::tileIndex(r, offset.firstColumn);
+                    const Rgb* image = element.image +
+                                       std::ptrdiff_t(std::size_t(tile.y0 + r) * std::size_t(width) +
+                                                      std::size_t(tile.x0 + offset.firstColumn)) +
+                                       pixelOffset;
+                    const float* w = scratch.weights.data() + at;
+                    for (int c = 0; c < offset.endColumn - offset.firstColumn; ++c) {
+                        weightSums[at + std::size_t(c)] += w[c];
+                        valueSums[at + std::size_t(c)] += Float4(w[c]) * loadPixel(image, std::size_t(c));
+                    }
+                }
+            }
+        });
+        for (int e = 0; e < elementCount; ++e) {
+            const ElementPixels& element = elements[std::size_t(e)];
+            const std::uint8_t* active = scratch.active.data() + std::size_t(e) * Scratch::TILE_PIXELS;
+            const float* weightSums = scratch.weightSums.data() + std::size_t(e) * Scratch::TILE_PIXELS;
+            const Float4* valueSums = scratch.valueSums.data() + std::size_t(e) * Scratch::TILE_PIXELS;
+            forTilePixels<Tri::TILE_STRIDE>(tile, [&](int index, std::size_t p) {
+                const Float4 result = active[std::size_t(index)] ? valueSums[std::size_t(index)] /
+                                                                       Float4(weightSums[std::size_t(index)])
+                                                                 : loadPixel(element.image, p);
+                const int y = int(p / std::size_t(width));
+                storePixel(targetRow(e, y), p - std::size_t(y) * std::size_t(width), result);
+            });
+        }
+    }
+
+private:
+    Tri::OffsetSettings settings;
+};
+
+/// NLM with a weight per lane and no features, for one element.
+template <int SUPPORT, int PATCH>
+class NlmLaneKernel : public KernelInputs {
+public:
+    using Shape = SweepShape<(SUPPORT - PATCH) / 2, PATCH>;
+    using Dist = Float4;
     using Output = Rgb;
     using Scratch = KernelScratch<Dist, Shape>;
 
-    NlmKernel(const NlmInputs& inputs, const BitmapImpl<Rgb>& image) : KernelInputs(inputs, image) {}
+    NlmLaneKernel(const NlmInputs& inputs, const BitmapImpl<Rgb>& image)
+        : KernelInputs(inputs,
+                       StaticArray<ElementImages, 1>{ElementImages{inputs.colour, inputs.variance, &image}}) {
+    }
 
     Scratch makeScratch() const { return Scratch(); }
 
     template <class TargetRow>
     void filterTile(const Tile& tile, Scratch& scratch, TargetRow& targetRow) const {
         forTilePixels(tile, [&](int index, std::size_t p) {
-            const Float4 c = loadPixel(colour, p);
-            const Float4 v = loadPixel(variance, p);
-            scratch.active[std::size_t(index)] = LANE_WISE ? shouldFilterLanes(c, v) : shouldFilterMean(c, v);
+            scratch.active[std::size_t(index)] =
+                shouldFilterLanes(loadPixel(colour, p), loadPixel(variance, p));
             scratch.weightSums[std::size_t(index)] = Float4();
             scratch.valueSums[std::size_t(index)] = Float4();
-            prepareFeatureFactors(scratch, index, p);
         });
-        if constexpr (LANE_WISE) {
-            sweepTile<Shape, Dist>(
-                tile, scratch.sweep, colour, variance, alpha, epsilon, false, [](int, int) {},
-                [&](int rowIndex, int firstColumn, int endColumn, std::size_t rowStart, std::ptrdiff_t offset,
-                    const Float4* distances, const Float4*) {
-                    addLaneWeights(scratch, rowIndex, firstColumn, endColumn, rowStart, offset, distances);
-                });
-        } else {
-            auto visit = weightedSums(scratch);
-            sweepTile<Shape, Dist>(
-                tile, scratch.sweep, colour, variance, alpha, epsilon, false, [](int, int) {},
-                eachPixel(visit));
-        }
+        sweepTile<Shape, Dist>(
+            tile, scratch.sweep, colour, variance, alpha, epsilon, false, [](int, int) {},
+            [&](int rowIndex, int firstColumn, int endColumn, std::size_t rowStart, std::ptrdiff_t offset,
+                const Float4* distances, const Float4*) {
+                addLaneWeights(scratch, rowIndex, firstColumn, endColumn, rowStart, offset, distances);
+            });
         forTilePixels(tile, [&](int index, std::size_t p) {
             const Float4 result =
                 scratch.active[std::size_t(index)]
                     ? scratch.valueSums[std::size_t(index)] / scratch.weightSums[std::size_t(index)]
                     : loadPixel(image, p);
             const int y = int(p / std::size_t(width));
-            storePixel(targetRow(y), p - std::size_t(y) * std::size_t(width), result);
+            storePixel(targetRow(0, y), p - std::size_t(y) * std::size_t(width), result);
         });
     }
 
@@ -225,28 +521,35 @@ private:
     }
 };
 
-/// Buffers of one worker of the three-way filter, laid out as `Tri` describes.
+/// Buffers of one worker of the three-way filter, laid out as `Tri` describes: shared by the
+/// elements, and per element its region planes and sums.
 template <class Shape>
 struct TriScratch {
-    explicit TriScratch(const FeatureWeights& weights) : weights(weights) {}
+    TriScratch(const FeatureWeights& weights, int elements)
+        : weights(weights), region(std::size_t(elements) * Tri::ELEMENT_PLANES * Tri::REGION_PLANE),
+          sums(std::size_t(elements) * Tri::SUM_PLANES * Tri::TILE_PLANE),
+          useSmall(std::size_t(elements) * Tri::TILE_PLANE), active(std::size_t(elements) * Tri::TILE_PLANE),
+          rowActive(std::size_t(elements) * BAND_ROWS) {}
 
-    SweepBuffers<float, Shape> sweep;
-    Array<float> region = Array<float>(Tri::REGION_PLANES * Tri::REGION_PLANE);
-    Array<float> factors = Array<float>(4 * FeatureWeights::MAX_FEATURES * Tri::TILE_PLANE);
-    Array<float> sums = Array<float>(Tri::SUM_PLANES * Tri::TILE_PLANE);
-    Array<std::int32_t> useSmall = Array<std::int32_t>(Tri::TILE_PLANE);
-    Array<std::uint8_t> active = Array<std::uint8_t>(Tri::TILE_PLANE);
-    Array<float> rowScratch = Array<float>(Tri::ROW_SCRATCH);
-    /// Whether a tile row has any pixel to filter.
-    StaticArray<bool, BAND_ROWS> rowActive{};
-    Tri::OffsetSettings settings;
     /// A copy per worker, as its limits change per offset.
     FeatureWeights weights;
+    PlanarSweepBuffers<Shape> sweep;
+    FeaturePlanes features;
+    Array<float> region;
+    Array<float> sums;
+    Array<std::int32_t> useSmall;
+    Array<std::uint8_t> active;
+    /// Whether a tile row of an element has any pixel to filter, and whether any element has.
+    Array<std::uint8_t> rowActive;
+    StaticArray<std::uint8_t, BAND_ROWS> anyRowActive{};
+    Tri::OffsetSettings settings;
 };
 
 /// Three NLM candidates at once, with patches of side SMALL_PATCH for the first and PATCH for
 /// the other two, and for each a perturbed run whose change estimates the derivative of the
-/// output with respect to the input, for the risk estimate that picks among them.
+/// output with respect to the input, for the risk estimate that picks among them. Filters one
+/// or several elements with the same features in one sweep: the feature weights of each offset
+/// are made once for all of them.
 template <int SMALL_PATCH, int PATCH>
 class NlmTriKernel : public KernelInputs {
 public:
@@ -254,15 +557,26 @@ public:
     using Dist = float;
     using Output = TripleWeight;
     using Scratch = TriScratch<Shape>;
-    static_assert(Shape::RADIUS <= Tri::MAX_BORDER);
+    static_assert(Shape::MARGIN <= Tri::MAX_BORDER);
 
+    /// One element: `image` averaged, weighed on `inputs.colour`; its weight sums go to `weightSum`.
     NlmTriKernel(const NlmInputs& inputs, const BitmapImpl<Rgb>& image, Float4 candidateFactors,
                  float* weightSum)
-        : KernelInputs(inputs, image), candidateFactors(candidateFactors * Float4(inputs.colourFactor)),
-          weightSum(weightSum) {}
+        : NlmTriKernel(inputs,
+                       StaticArray<ElementImages, 1>{ElementImages{inputs.colour, inputs.variance, &image}},
+                       candidateFactors, ArrayView<float* const>(&weightSum, 1)) {}
+    /// Several elements; the weight sums of element `e` go to `weightSums[e]`.
+    NlmTriKernel(const NlmInputs& inputs, ArrayView<const ElementImages> images, Float4 candidateFactors,
+                 ArrayView<float* const> weightSums)
+        : KernelInputs(inputs, images), candidateFactors(candidateFactors * Float4(inputs.colourFactor)) {
+        VESPRA_ASSERT(weightSums.size() == images.size());
+        for (std::size_t e = 0; e < weightSums.size(); ++e) {
+            this->weightSums[e] = weightSums[e];
+        }
+    }
 
     Scratch makeScratch() const {
-        Scratch scratch(weights);
+        Scratch scratch(weights, elementCount);
         Tri::OffsetSettings& settings = scratch.settings;
         settings.epsilon = epsilon;
         settings.perturbationScale = 0.02f / 3.f / float(PATCH * PATCH);
@@ -280,101 +594,87 @@ public:
 
     template <class TargetRow>
     void filterTile(const Tile& tile, Scratch& scratch, TargetRow& targetRow) const {
-        fillRegion(tile, scratch);
+        scratch.features.fill(weights, tile, Shape::RADIUS);
         preparePixels(tile, scratch);
-        std::ptrdiff_t regionOffset = 0;
-        sweepTile<Shape, float>(
-            tile, scratch.sweep, colour, variance, alpha, epsilon, false,
-            [&](int dx, int dy) {
-                scratch.weights.beginOffset(std::max(1.f, std::sqrt(float(dx * dx + dy * dy))));
-                for (int i = 0; i < scratch.weights.size(); ++i) {
-                    for (int lane = 0; lane < 4; ++lane) {
-                        scratch.settings.limits[4 * i + lane] = scratch.weights.item(i).limit[lane];
-                    }
-                }
-                regionOffset = std::ptrdiff_t(dy) * Tri::REGION_STRIDE + dx;
-            },
-            [&](int rowIndex, int firstColumn, int endColumn, std::size_t, std::ptrdiff_t,
-                const float* distances, const float* smallDistances) {
-                const int row = rowIndex / TILE_WIDTH;
-                if (!scratch.rowActive[std::size_t(row)]) {
-                    return;
-                }
-                const std::size_t at = std::size_t(rowIndex + firstColumn);
-                Tri::accumulateRow(scratch.settings, scratch.region.data() + regionIndex(row, firstColumn),
-                                   regionOffset, distances + firstColumn, smallDistances + firstColumn,
-                                   scratch.useSmall.data() + at, scratch.factors.data() + at,
-                                   scratch.sums.data() + at, scratch.rowScratch.data(),
-                                   endColumn - firstColumn);
-            });
-        writeTile(tile, scratch, targetRow);
-    }
-
-private:
-    /// Where tile pixel (column, row) lies in the region planes.
-    static std::size_t regionIndex(int row, int column) {
-        return std::size_t(row + Shape::RADIUS) * Tri::REGION_STRIDE + std::size_t(column + Shape::RADIUS);
-    }
-
-    /// Copies the lanes of the tile's region into the planes; what lies off the image is never read.
-    void fillRegion(const Tile& tile, Scratch& scratch) const {
-        const int x0 = std::max(0, tile.x0 - Shape::RADIUS);
-        const int x1 = std::min(width, tile.x1 + Shape::RADIUS);
-        const int y0 = std::max(0, tile.y0 - Shape::RADIUS);
-        const int y1 = std::min(height, tile.y1 + Shape::RADIUS);
-        auto spread = [&](const Rgb* source, int firstPlane, int lanes) {
-            for (int y = y0; y < y1; ++y) {
-                const Rgb* row = source + std::size_t(y) * std::size_t(width);
-                float* planes = scratch.region.data() + std::size_t(firstPlane) * Tri::REGION_PLANE +
-                                regionIndex(y - tile.y0, x0 - tile.x0);
-                for (int x = x0; x < x1; ++x) {
-                    const float values[4] = {row[x].r, row[x].g, row[x].b, row[x].a};
-                    for (int lane = 0; lane < lanes; ++lane) {
-                        planes[std::size_t(lane) * Tri::REGION_PLANE + std::size_t(x - x0)] = values[lane];
-                    }
+        forEachOffset<Shape>(tile, false, [&](const TileOffset& offset) {
+            scratch.weights.beginOffset(
+                std::max(1.f, std::sqrt(float(offset.dx * offset.dx + offset.dy * offset.dy))));
+            for (int i = 0; i < scratch.weights.size(); ++i) {
+                for (int lane = 0; lane < 4; ++lane) {
+                    scratch.settings.limits[4 * i + lane] = scratch.weights.item(i).limit[lane];
                 }
             }
-        };
-        spread(colour, Tri::COLOUR, 3);
-        spread(variance, Tri::VARIANCE, 3);
-        spread(image, Tri::IMAGE, 4);
-        for (int i = 0; i < weights.size(); ++i) {
-            spread(weights.item(i).mean, Tri::FEATURES + Tri::PLANES_PER_FEATURE * i, 4);
-            spread(weights.item(i).variance, Tri::FEATURES + Tri::PLANES_PER_FEATURE * i + 4, 4);
+            scratch.features.offsetWeights(scratch.settings, offset, scratch.anyRowActive.data());
+            const std::ptrdiff_t regionOffset = std::ptrdiff_t(offset.dy) * Tri::REGION_STRIDE + offset.dx;
+            for (int e = 0; e < elementCount; ++e) {
+                const std::uint8_t* rowActive = scratch.rowActive.data() + std::size_t(e) * BAND_ROWS;
+                if (!std::any_of(rowActive + offset.firstRow, rowActive + offset.endRow,
+                                 [](std::uint8_t a) { return a != 0; })) {
+                    continue;
+                }
+                const float* region = elementRegion(scratch, e);
+                planarPatchDistances<Shape>(tile, offset, scratch.sweep, region, alpha, epsilon);
+                const std::int32_t* useSmall = scratch.useSmall.data() + std::size_t(e) * Tri::TILE_PLANE;
+                float* sums = scratch.sums.data() + std::size_t(e) * Tri::SUM_PLANES * Tri::TILE_PLANE;
+                forOffsetRuns(offset, rowActive, [&](int row, int column, int count) {
+                    const std::size_t at = Tri::tileIndex(row, column);
+                    const float* smallDistances = rowSmallDistances(scratch.sweep, 0);
+                    Tri::accumulate(scratch.settings, region + Tri::regionIndex(row, column), regionOffset,
+                                    scratch.sweep.patchSums.data() + at, smallDistances + at, useSmall + at,
+                                    scratch.features.weights.data() + at, sums + at, count);
+                });
+            }
+        });
+        for (int e = 0; e < elementCount; ++e) {
+            writeTile(tile, scratch, e, targetRow);
         }
     }
 
-    /// Which pixels are filtered and how, their feature factors, and empty sums.
+private:
+    static const float* elementRegion(const Scratch& scratch, int e) {
+        return scratch.region.data() + std::size_t(e) * Tri::ELEMENT_PLANES * Tri::REGION_PLANE;
+    }
+
+    /// Each element's region planes, which pixels are filtered and how, and empty sums.
     void preparePixels(const Tile& tile, Scratch& scratch) const {
         std::fill(scratch.sums.begin(), scratch.sums.end(), 0.f);
-        std::fill(scratch.rowActive.begin(), scratch.rowActive.end(), false);
-        // Pixels near an edge use the large patch for all candidates: 1 inside, 2 near an edge.
-        forTilePixels(tile, [&](int index, std::size_t p) {
-            const int y = int(p / std::size_t(width));
-            const int x = int(p - std::size_t(y) * std::size_t(width));
-            const bool border =
-                std::min(std::min(x, y), std::min(width - 1 - x, height - 1 - y)) < Shape::MARGIN;
-            const bool filtered = shouldFilterMean(loadPixel(colour, p), loadPixel(variance, p));
-            scratch.active[std::size_t(index)] = filtered ? (border ? 2 : 1) : 0;
-            scratch.useSmall[std::size_t(index)] = filtered && !border;
-            scratch.rowActive[std::size_t(y - tile.y0)] |= filtered;
-            for (int i = 0; i < weights.size(); ++i) {
-                const Float4 factor = weights.pixelFactor(i, p);
-                for (int lane = 0; lane < 4; ++lane) {
-                    scratch.factors[std::size_t(4 * i + lane) * Tri::TILE_PLANE + std::size_t(index)] =
-                        factor[lane];
-                }
-            }
-        });
+        std::fill(scratch.rowActive.begin(), scratch.rowActive.end(), std::uint8_t(0));
+        std::fill(scratch.anyRowActive.begin(), scratch.anyRowActive.end(), std::uint8_t(0));
+        for (int e = 0; e < elementCount; ++e) {
+            const ElementPixels& element = elements[std::size_t(e)];
+            float* region = scratch.region.data() + std::size_t(e) * Tri::ELEMENT_PLANES * Tri::REGION_PLANE;
+            spreadDistancePlanes(tile, Shape::MARGIN, element, region);
+            spreadRegion(tile, Shape::RADIUS, element.image, 4, region + Tri::IMAGE * Tri::REGION_PLANE);
+            std::uint8_t* active = scratch.active.data() + std::size_t(e) * Tri::TILE_PLANE;
+            std::int32_t* useSmall = scratch.useSmall.data() + std::size_t(e) * Tri::TILE_PLANE;
+            std::uint8_t* rowActive = scratch.rowActive.data() + std::size_t(e) * BAND_ROWS;
+            // Pixels near an edge use the large patch for all candidates: 1 inside, 2 near an edge.
+            forTilePixels<Tri::TILE_STRIDE>(tile, [&](int index, std::size_t p) {
+                const int y = int(p / std::size_t(width));
+                const int x = int(p - std::size_t(y) * std::size_t(width));
+                const bool border =
+                    std::min(std::min(x, y), std::min(width - 1 - x, height - 1 - y)) < Shape::MARGIN;
+                const bool filtered =
+                    shouldFilterMean(loadPixel(element.colour, p), loadPixel(element.variance, p));
+                active[std::size_t(index)] = filtered ? (border ? 2 : 1) : 0;
+                useSmall[std::size_t(index)] = filtered && !border;
+                rowActive[std::size_t(y - tile.y0)] |= std::uint8_t(filtered);
+                scratch.anyRowActive[std::size_t(y - tile.y0)] |= std::uint8_t(filtered);
+            });
+        }
     }
 
     template <class TargetRow>
-    void writeTile(const Tile& tile, const Scratch& scratch, TargetRow& targetRow) const {
-        forTilePixels(tile, [&](int index, std::size_t p) {
+    void writeTile(const Tile& tile, const Scratch& scratch, int e, TargetRow& targetRow) const {
+        const ElementPixels& element = elements[std::size_t(e)];
+        const std::uint8_t* active = scratch.active.data() + std::size_t(e) * Tri::TILE_PLANE;
+        const float* elementSums = scratch.sums.data() + std::size_t(e) * Tri::SUM_PLANES * Tri::TILE_PLANE;
+        float* weightSum = weightSums[std::size_t(e)];
+        forTilePixels<Tri::TILE_STRIDE>(tile, [&](int index, std::size_t p) {
             const int y = int(p / std::size_t(width));
-            TripleWeight& out = targetRow(y)[p - std::size_t(y) * std::size_t(width)];
-            const Float4 centre = loadPixel(image, p);
-            if (!scratch.active[std::size_t(index)]) {
+            TripleWeight& out = targetRow(e, y)[p - std::size_t(y) * std::size_t(width)];
+            const Float4 centre = loadPixel(element.image, p);
+            if (!active[std::size_t(index)]) {
                 weightSum[p] = 1000.f;
                 for (Rgb* member : {&out.value0, &out.derivative0, &out.value1, &out.derivative1, &out.value2,
                                     &out.derivative2}) {
@@ -382,7 +682,7 @@ private:
                 }
                 return;
             }
-            const float* sums = scratch.sums.data() + index;
+            const float* sums = elementSums + index;
             auto plane = [&](int i) { return sums[std::size_t(i) * Tri::TILE_PLANE]; };
             auto lanes = [&](int first) {
                 return Float4(plane(first), plane(first + 1), plane(first + 2), plane(first + 3));
@@ -403,7 +703,7 @@ private:
     }
 
     Float4 candidateFactors;
-    float* weightSum;
+    StaticArray<float*, MAX_ELEMENTS> weightSums{};
 };
 
 /// Replaces a pixel that its 8 neighbours, weighed by NLM, cannot explain within `gamma` times
@@ -417,8 +717,9 @@ public:
 
     NlmOutlierKernel(const NlmInputs& inputs, const BitmapImpl<Rgb>& image, float gamma, bool markOnly,
                      const Feature* exclude)
-        : KernelInputs(inputs, image), gamma(gamma), markOnly(markOnly),
-          exclude(exclude ? exclude->mean.data() : nullptr) {}
+        : KernelInputs(inputs,
+                       StaticArray<ElementImages, 1>{ElementImages{inputs.colour, inputs.variance, &image}}),
+          gamma(gamma), markOnly(markOnly), exclude(exclude ? exclude->mean.data() : nullptr) {}
 
     Scratch makeScratch() const { return Scratch(); }
 
@@ -443,7 +744,7 @@ public:
                                       ? filterPixel(scratch.weightSums[std::size_t(index)],
                                                     scratch.valueSums[std::size_t(index)], x, y, pixel)
                                       : pixel;
-            storePixel(targetRow(y), std::size_t(x), result);
+            storePixel(targetRow(0, y), std::size_t(x), result);
         });
     }
 
@@ -490,15 +791,16 @@ private:
 
 } // namespace Detail
 
-/// NLM weighted by the mean colour distance and the features.
+/// NLM weighted by the mean colour distance and the features, of one or several elements.
 template <int SUPPORT, int PATCH>
-using NlmFilter = Detail::NlmKernel<SUPPORT, PATCH, false>;
+using NlmFilter = Detail::NlmScalarKernel<SUPPORT, PATCH>;
 
 /// NLM with a weight per lane and no features.
 template <int SUPPORT, int PATCH>
-using NlmVectorFilter = Detail::NlmKernel<SUPPORT, PATCH, true>;
+using NlmVectorFilter = Detail::NlmLaneKernel<SUPPORT, PATCH>;
 
-/// The three candidates of a level: <19, 5, 7> at full resolution, <19, 1, 3> at half.
+/// The three candidates of a level: <19, 5, 7> at full resolution, <19, 1, 3> at half; of one
+/// or several elements.
 template <int SMALL_PATCH, int PATCH>
 using NlmTriFilter = Detail::NlmTriKernel<SMALL_PATCH, PATCH>;
 

@@ -196,16 +196,18 @@ TEST(SampleFile, VisibleNormalsAlphaHoldsTheObjectIdentifier) {
         ASSERT_EQ(squaredIds[index], ids[index] * ids[index]);
         ++seen[int(scaled)];
     }
-    for (const int object : {ObjectId::FLOOR, ObjectId::CEILING, ObjectId::BACK_WALL, ObjectId::LEFT_WALL,
-                             ObjectId::RIGHT_WALL, ObjectId::RED_BALL, ObjectId::LEFT_CABINET,
-                             ObjectId::RIGHT_CABINET}) {
+    for (const int object :
+         {ObjectId::FLOOR, ObjectId::CEILING, ObjectId::BACK_WALL, ObjectId::LEFT_WALL, ObjectId::RIGHT_WALL,
+          ObjectId::RED_BALL, ObjectId::LEFT_CABINET, ObjectId::RIGHT_CABINET}) {
         EXPECT_GT(seen[object], 0) << object;
     }
 }
 
 TEST(SampleFile, TwoTouchingCabinetsDifferOnlyInTheirIdentifier) {
     const ChannelImage image = renderSampleImage(wholeFrameJob(96, 54, 1, 3));
-    const auto value = [&](const char16_t* channel, std::size_t index) { return pixels(image, channel)[index]; };
+    const auto value = [&](const char16_t* channel, std::size_t index) {
+        return pixels(image, channel)[index];
+    };
     // The front faces, seen directly rather than through the glass or the mirror (the first
     // surface faces the camera as well): colour and normal per cabinet.
     std::map<int, std::set<std::array<float, 6>>> fronts;

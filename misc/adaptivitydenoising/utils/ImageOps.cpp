@@ -199,15 +199,29 @@ bool gradient(DenoiseContext& context, const BitmapImpl<Rgb>& image, BitmapImpl<
 
 namespace {
 
-Float4 medianOutlier(const BitmapImpl<Rgb>& image, int x, int y, float gamma, bool markOnly) {
+/// `sortByBrightness` of the neighbourhood of (x, y), with the sort keys (the sums over the
+/// colours) made once per pixel in `keys` rather than at each comparison: the same comparisons
+/// in the same order, so the same order of the pixels.
+Float4 medianOutlier(const BitmapImpl<Rgb>& image, const float* keys, int x, int y, float gamma,
+                     bool markOnly) {
     StaticArray<Float4, 9> sorted;
+    StaticArray<float, 9> sortedKeys;
     int count = 0;
+    const int width = image.width();
     for (int ny = std::max(0, y - 1); ny <= std::min(image.height() - 1, y + 1); ++ny) {
-        for (int nx = std::max(0, x - 1); nx <= std::min(image.width() - 1, x + 1); ++nx) {
-            sorted[std::size_t(count++)] = loadPixel(image.row(ny), std::size_t(nx));
+        for (int nx = std::max(0, x - 1); nx <= std::min(width - 1, x + 1); ++nx) {
+            const std::size_t at = std::size_t(ny) * std::size_t(width) + std::size_t(nx);
+            const Float4 item = loadPixel(image.data(), at);
+            const float key = keys[at];
+            int j = count++;
+            for (; j > 0 && key < sortedKeys[std::size_t(j - 1)]; --j) {
+                sorted[std::size_t(j)] = sorted[std::size_t(j - 1)];
+                sortedKeys[std::size_t(j)] = sortedKeys[std::size_t(j - 1)];
+            }
+            sorted[std::size_t(j)] = item;
+            sortedKeys[std::size_t(j)] = key;
         }
     }
-    Detail::sortByBrightness(sorted.data(), count);
     const Float4 median = sorted[std::size_t(std::min(count - 1, count / 2 + 1))];
     const int k = std::max(count - 2, 2);
     Float4 spread;
@@ -227,11 +241,20 @@ Float4 medianOutlier(const BitmapImpl<Rgb>& image, int x, int y, float gamma, bo
 
 bool outlierRemoval(DenoiseContext& context, BitmapImpl<Rgb>& image, BitmapImpl<Rgb>& output, float gamma,
                     bool markOnly) {
+    // The brightness of each pixel, by which its neighbourhoods are sorted.
+    BitmapImpl<float> keys(image.width(), image.height(), UNINITIALIZED);
+    parallelFor(context.scheduler, 0, image.height(), ROW_GRAIN, [&](int y) {
+        const Rgb* row = image.row(y);
+        float* keyRow = keys.row(y);
+        for (int x = 0; x < image.width(); ++x) {
+            keyRow[x] = Detail::sumOfColours(loadPixel(row, std::size_t(x))).x();
+        }
+    });
     auto filterRows = [&](int first, int end, auto&& targetRow) {
         for (int y = first; y < end; ++y) {
             Rgb* target = targetRow(y);
             for (int x = 0; x < image.width(); ++x) {
-                storePixel(target, std::size_t(x), medianOutlier(image, x, y, gamma, markOnly));
+                storePixel(target, std::size_t(x), medianOutlier(image, keys.data(), x, y, gamma, markOnly));
             }
         }
     };

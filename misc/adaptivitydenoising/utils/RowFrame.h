@@ -5,6 +5,7 @@
 #include <mutex>
 
 #include "foundation/Bitmap.h"
+#include "foundation/Containers.h"
 #include "foundation/ParallelFor.h"
 #include "misc/adaptivitydenoising/DenoiseContext.h"
 
@@ -84,37 +85,46 @@ bool runBandsOutOfPlace(DenoiseContext& context, int height, MakeScratch&& makeS
     return progress.finish();
 }
 
-/// Runs a filter over `image` in place although each output row reads up to `margin` rows
-/// around it: batches of rows write into one half of a ring, and a batch's half is copied back
-/// only after the next batch has ended, when no later batch can read those rows any more.
-/// `runBand(firstRow, endRow, scratch, targetRow)` writes row y to `targetRow(y)`.
+/// Runs a filter over `images` in place although each output row reads up to `margin` rows
+/// around it: batches of rows write into one half of a ring per image, and a batch's half is
+/// copied back only after the next batch has ended, when no later batch can read those rows any
+/// more. All images have one size. `runBand(firstRow, endRow, scratch, targetRow)` writes row y
+/// of image `i` to `targetRow(i, y)`.
 template <class Scratch, class Pixel, class MakeScratch, class RunBand>
-bool runBandsInPlace(DenoiseContext& context, BitmapImpl<Pixel>& image, int margin, MakeScratch&& makeScratch,
-                     RunBand&& runBand) {
-    const int width = image.width();
-    const int height = image.height();
+bool runBandsInPlace(DenoiseContext& context, ArrayView<BitmapImpl<Pixel>* const> images, int margin,
+                     MakeScratch&& makeScratch, RunBand&& runBand) {
+    VESPRA_ASSERT(!images.empty());
+    const int width = images[0]->width();
+    const int height = images[0]->height();
     const int threads = std::max(1, context.scheduler.parallelWorkerThreadsCount());
     const int bandsPerBatch =
         std::max(BATCH_BANDS_PER_WORKER * threads, (margin + BAND_ROWS - 1) / BAND_ROWS);
     const int batchRows = bandsPerBatch * BAND_ROWS;
-    Array<Pixel> ring(std::size_t(2) * std::size_t(batchRows) * std::size_t(width));
+    const std::size_t ringPixels = std::size_t(2) * std::size_t(batchRows) * std::size_t(width);
+    Array<Pixel> ring(ringPixels * images.size(), UNINITIALIZED);
     RowProgress progress(context, height);
     WorkerScratch<Scratch> scratches(context.scheduler.maxParallelWorkerThreadsCount());
 
+    auto half = [&](std::size_t image, int batch) {
+        return ring.data() + image * ringPixels +
+               std::size_t(batch % 2) * std::size_t(batchRows) * std::size_t(width);
+    };
     auto copyBack = [&](int batch) {
         const int first = batch * batchRows;
         const int end = std::min(height, first + batchRows);
-        const Pixel* half =
-            ring.data() + std::size_t(batch % 2) * std::size_t(batchRows) * std::size_t(width);
-        std::copy(half, half + std::size_t(end - first) * std::size_t(width), image.row(first));
+        for (std::size_t i = 0; i < images.size(); ++i) {
+            const Pixel* source = half(i, batch);
+            std::copy(source, source + std::size_t(end - first) * std::size_t(width), images[i]->row(first));
+        }
     };
 
     const int batches = (height + batchRows - 1) / batchRows;
     for (int batch = 0; batch < batches && !progress.isAborted(); ++batch) {
         const int batchFirst = batch * batchRows;
         const int batchEnd = std::min(height, batchFirst + batchRows);
-        Pixel* half = ring.data() + std::size_t(batch % 2) * std::size_t(batchRows) * std::size_t(width);
-        auto targetRow = [&](int y) { return half + std::size_t(y - batchFirst) * std::size_t(width); };
+        auto targetRow = [&](int image, int y) {
+            return half(std::size_t(image), batch) + std::size_t(y - batchFirst) * std::size_t(width);
+        };
         const int bands = (batchEnd - batchFirst + BAND_ROWS - 1) / BAND_ROWS;
         parallelFor(context.scheduler, 0, bands, 1, [&](int band) {
             if (progress.isAborted()) {
@@ -133,6 +143,19 @@ bool runBandsInPlace(DenoiseContext& context, BitmapImpl<Pixel>& image, int marg
         }
     }
     return progress.finish();
+}
+
+/// `runBandsInPlace` of one image; `runBand(firstRow, endRow, scratch, targetRow)` writes row y
+/// to `targetRow(y)`.
+template <class Scratch, class Pixel, class MakeScratch, class RunBand>
+bool runBandsInPlace(DenoiseContext& context, BitmapImpl<Pixel>& image, int margin, MakeScratch&& makeScratch,
+                     RunBand&& runBand) {
+    BitmapImpl<Pixel>* const images[] = {&image};
+    return runBandsInPlace<Scratch>(context, ArrayView<BitmapImpl<Pixel>* const>(images, 1), margin,
+                                    makeScratch, [&](int first, int end, Scratch& scratch, auto& targetRow) {
+                                        auto single = [&](int y) { return targetRow(0, y); };
+                                        runBand(first, end, scratch, single);
+                                    });
 }
 
 } // namespace Vespra::Detail

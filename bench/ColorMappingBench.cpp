@@ -1,10 +1,11 @@
 // The colour mapping of a 1920x1080 frame. First the evaluator on a synthetic HDR frame (a smooth
 // gradient with a few very bright spots), mapped in place with the parallel loop of the colour-map
-// operator, in its display and exact flavours, with and without a 33^3 table and curves. Then the
-// whole graph: a display pull of a sample render from the `zoom` operator with tone mapping and
-// the table on. Then sharpening and blurring of the display frame at several radii, whose cost
-// does not depend on the radius. A plain copy of the frame runs in the same program as the floor
-// set by memory bandwidth. Times are wall-clock; the CPU column is that of the whole process.
+// operator, in its display and exact flavours, with and without a 33^3 table and curves (on the
+// master curve alone, or on all four as a curve file grades). Then the whole graph: a display pull
+// of a sample render from the `zoom` operator with tone mapping and the table on. Then sharpening
+// and blurring of the display frame at several radii, whose cost does not depend on the radius. A
+// plain copy of the frame runs in the same program as the floor set by memory bandwidth. Times are
+// wall-clock; the CPU column is that of the whole process.
 
 #include <cmath>
 #include <cstring>
@@ -83,7 +84,21 @@ const std::filesystem::path& gradeCube() {
     return cube;
 }
 
-PostProcessData toneMapping(bool withLut, bool withCurves) {
+/// Which curves are on: none, an S-curve on the master curve alone, or a grade in all four, with
+/// the node counts of a typical curve file.
+enum class Curves { NONE, MASTER, ALL_FOUR };
+
+ColorCurve gradeCurves() {
+    const Vector2 master[] = {{0.f, 0.f}, {0.2f, 0.15f}, {0.45f, 0.47f}, {0.7f, 0.78f}, {1.f, 1.f}};
+    const Vector2 red[] = {{0.f, 0.02f},  {0.12f, 0.1f},  {0.35f, 0.38f},
+                           {0.6f, 0.66f}, {0.85f, 0.88f}, {1.f, 0.97f}};
+    const Vector2 green[] = {{0.f, 0.f}, {0.3f, 0.28f}, {0.55f, 0.57f}, {1.f, 1.f}};
+    const Vector2 blue[] = {{0.f, 0.08f}, {0.25f, 0.26f}, {0.5f, 0.47f}, {0.75f, 0.7f}, {1.f, 0.9f}};
+    return ColorCurve(Curve(master), Curve(red, CurveInterpolation::CHORDAL_CUBIC),
+                      Curve(green, CurveInterpolation::LINEAR_SPLINES), Curve(blue));
+}
+
+PostProcessData toneMapping(bool withLut, Curves curves) {
     PostProcessData data;
     data.originalImageSize = {float(WIDTH), float(HEIGHT)};
     setToneMapping(data);
@@ -91,10 +106,13 @@ PostProcessData toneMapping(bool withLut, bool withCurves) {
         data.lutEnabled = true;
         data.lutPath = Io::Path(gradeCube());
     }
-    if (withCurves) {
+    if (curves == Curves::MASTER) {
         data.curvesEnabled = true;
         const Vector2 nodes[] = {{0.f, 0.f}, {0.25f, 0.2f}, {0.75f, 0.8f}, {1.f, 1.f}};
         data.curves = ColorCurve(Curve(nodes), {}, {}, {});
+    } else if (curves == Curves::ALL_FOUR) {
+        data.curvesEnabled = true;
+        data.curves = gradeCurves();
     }
     return data;
 }
@@ -112,8 +130,8 @@ void setThroughput(benchmark::State& state, const std::string& what) {
 
 /// What the colour-map stage of a pull of the whole frame costs: the evaluator built from the
 /// record (the table from the cache) and every row mapped in parallel, in place.
-void mapFrame(benchmark::State& state, ColorMapFlavour flavour, bool withLut, bool withCurves) {
-    const PostProcessData data = toneMapping(withLut, withCurves);
+void mapFrame(benchmark::State& state, ColorMapFlavour flavour, bool withLut, Curves curves) {
+    const PostProcessData data = toneMapping(withLut, curves);
     const ColorMapping warmUp(data); // fills the table cache
     BitmapImpl<Rgb> bitmap(WIDTH, HEIGHT);
     for (auto _ : state) {
@@ -125,7 +143,9 @@ void mapFrame(benchmark::State& state, ColorMapFlavour flavour, bool withLut, bo
         benchmark::ClobberMemory();
     }
     setThroughput(state, fmt::format("flags {}{}{}", std::uint32_t(flavour), withLut ? " +lut" : "",
-                                     withCurves ? " +curves" : ""));
+                                     curves == Curves::MASTER     ? " +curves"
+                                     : curves == Curves::ALL_FOUR ? " +4 curves"
+                                                                  : ""));
 }
 
 /// The display frame, gamma-encoded: mostly within [0, 1], the lamps above.
@@ -259,17 +279,23 @@ void inMillisecondsWithProcessTime(benchmark::internal::Benchmark* registered) {
 
 } // namespace
 
-BENCHMARK_CAPTURE(mapFrame, display, ColorMapFlavour::FAST_POWER, false, false)
+BENCHMARK_CAPTURE(mapFrame, display, ColorMapFlavour::FAST_POWER, false, Curves::NONE)
     ->Name("ColorMap/frame/display")
     ->Apply(inMillisecondsWithProcessTime);
-BENCHMARK_CAPTURE(mapFrame, displayLut, ColorMapFlavour::FAST_POWER, true, false)
+BENCHMARK_CAPTURE(mapFrame, displayLut, ColorMapFlavour::FAST_POWER, true, Curves::NONE)
     ->Name("ColorMap/frame/display+lut")
     ->Apply(inMillisecondsWithProcessTime);
-BENCHMARK_CAPTURE(mapFrame, exactLut, ColorMapFlavour::EXACT, true, false)
+BENCHMARK_CAPTURE(mapFrame, exactLut, ColorMapFlavour::EXACT, true, Curves::NONE)
     ->Name("ColorMap/frame/exact+lut")
     ->Apply(inMillisecondsWithProcessTime);
-BENCHMARK_CAPTURE(mapFrame, displayLutCurves, ColorMapFlavour::FAST_POWER, true, true)
+BENCHMARK_CAPTURE(mapFrame, displayLutCurves, ColorMapFlavour::FAST_POWER, true, Curves::MASTER)
     ->Name("ColorMap/frame/display+lut+curves")
+    ->Apply(inMillisecondsWithProcessTime);
+BENCHMARK_CAPTURE(mapFrame, displayLutFourCurves, ColorMapFlavour::FAST_POWER, true, Curves::ALL_FOUR)
+    ->Name("ColorMap/frame/display+lut+4curves")
+    ->Apply(inMillisecondsWithProcessTime);
+BENCHMARK_CAPTURE(mapFrame, exactLutFourCurves, ColorMapFlavour::EXACT, true, Curves::ALL_FOUR)
+    ->Name("ColorMap/frame/exact+lut+4curves")
     ->Apply(inMillisecondsWithProcessTime);
 BENCHMARK_CAPTURE(pullFrame, load, Pull::LOAD_ONLY, 0)
     ->Name("Graph/loadPull")

@@ -5,8 +5,9 @@
 #include <cmath>
 #include <numbers>
 
-#include "foundation/VectorClones.h"
+#include "foundation/CurveLanes.h"
 #include "foundation/LaneMath.h"
+#include "foundation/VectorClones.h"
 
 namespace Vespra {
 
@@ -268,18 +269,22 @@ inline void ColorMapping::Kernel::encodeWithoutCurves(ColorBlock& block) const {
     block.map([exponent](float x) { return maxWithZero(power<FAST_POWER>(x, exponent)); });
 }
 
-// Each channel goes through the master curve, then through its own.
+// Each channel goes through the master curve, then through its own. Curves that are the
+// identity (as those never edited are) give every finite value back as it was, so they are left
+// out.
 inline void ColorMapping::Kernel::applyCurves(ColorBlock& block) const {
     const ColorCurve& curves = mapping.curves.curves;
-    const Curve* own[] = {&curves.red(), &curves.green(), &curves.blue()};
-    int channelIndex = 0;
-    block.forEachChannel([&](float* channel) {
-        const Curve& master = curves.master();
-        const Curve& second = *own[channelIndex++];
-        for (int i = 0; i < ColorBlock::SIZE; ++i) {
-            channel[i] = second(master(channel[i]));
+    const CurvePieces& master = curves.master().pieces();
+    for (int channel = 0; channel < 3; ++channel) {
+        float* values = block.channel(channel);
+        if (!master.isIdentity()) {
+            Detail::evaluateCurveLanes<ColorBlock::SIZE, ColorBlock::GROUP>(master, values);
         }
-    });
+        const CurvePieces& own = curves[channel + 1].pieces();
+        if (!own.isIdentity()) {
+            Detail::evaluateCurveLanes<ColorBlock::SIZE, ColorBlock::GROUP>(own, values);
+        }
+    }
 }
 
 VESPRA_VECTOR_CLONES [[gnu::flatten]] void ColorMapping::Kernel::mapRun(Rgb* pixels, int count,

@@ -496,6 +496,9 @@ void DrawPanel::onMouse(wxMouseEvent& event) {
         if (event.RightIsDown()) {
             probe->updatePosition(imagePanel->ClientToScreen(event.GetPosition()));
         }
+        if (event.Dragging() && event.LeftIsDown() && onLeftDrag) {
+            onLeftDrag(makeMouseEvent(event));
+        }
         if (cursorFor) {
             const wxStockCursor cursor = cursorFor(makeMouseEvent(event));
             if (cursor != currentCursor) {

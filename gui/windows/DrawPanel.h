@@ -103,6 +103,8 @@ public:
     /// Called after each change of the zoom.
     Function<void()> onZoomChanged;
     Function<void(const MouseEvent&)> onLeftDown;
+    /// Each motion with the left button held.
+    Function<void(const MouseEvent&)> onLeftDrag;
     Function<void(const MouseEvent&)> onLeftUp;
     /// The cursor over the image while the mouse moves; the default cursor when not set.
     Function<wxStockCursor(const MouseEvent&)> cursorFor;

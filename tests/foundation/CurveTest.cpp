@@ -1,8 +1,13 @@
+#include <bit>
 #include <cmath>
+#include <cstdint>
+#include <random>
+#include <vector>
 
 #include <gtest/gtest.h>
 
 #include "foundation/Curve.h"
+#include "foundation/CurveLanes.h"
 
 using namespace Vespra;
 
@@ -132,4 +137,119 @@ TEST(ColorCurve, MasterCurveComesBeforeTheChannelCurves) {
     EXPECT_EQ(ColorCurve()(Rgb(0.2f, 0.4f, 0.6f)), Rgb(0.2f, 0.4f, 0.6f));
     EXPECT_EQ(curves, ColorCurve(doubling, plusTenth, Curve(), halving));
     EXPECT_NE(curves, ColorCurve(doubling, plusTenth, halving, halving));
+}
+
+TEST(Curve, InteriorSegmentsOfChordalAndCentripetalCurves) {
+    // Nodes (0, 0), (0.25, 0.5), (0.75, 0.6), (1, 1). Chords around node 1: 0.559017 back to
+    // (0, 0) and 0.509902 on to (0.75, 0.6), with slopes 2 and 0.2; around node 2: 0.509902 and
+    // 0.471699 on to (1, 1), with slopes 0.2 and 1.6.
+    //   chordal:     w1 = 0.522975, slope1 = 2 (1 - w1) + 0.2 w1 = 1.058646;
+    //                w2 = 0.519460, slope2 = 0.2 (1 - w2) + 1.6 w2 = 0.927243;
+    //   centripetal: the square roots of the chords give w1 = 0.511493, slope1 = 1.079312,
+    //                w2 = 0.509734, slope2 = 0.913627.
+    // Middle segment, s = 0.5, at t = 1/2 the Hermite basis is (1/2, 1/8, 1/2, -1/8):
+    //   y = 0.55 + (slope1 - slope2) * 0.5 / 8.
+    // First segment, s = 0.25, m = slope1 / 4, q(t) = (1 - m) t + (m - 0.5) t^2, at t = 1/2.
+    // Last segment, s = 0.25, m = slope2 / 4, q(t) = 0.6 + m t + (0.4 - m) t^2, at t = 1/2; beyond
+    // the end it goes on with slope 0.8 - m per unit of t: at x = 1.25, 1.8 - m.
+    struct Case {
+        CurveInterpolation kind;
+        float middle, first, last, beyond;
+    };
+    const Case cases[] = {
+        {CurveInterpolation::CHORDAL_CUBIC, 0.558213f, 0.308835f, 0.757953f, 1.568189f},
+        {CurveInterpolation::CUBIC_SPLINES, 0.560355f, 0.307543f, 0.757102f, 1.571593f},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(int(c.kind));
+        const Curve curve = makeCurve({{0.f, 0.f}, {0.25f, 0.5f}, {0.75f, 0.6f}, {1.f, 1.f}}, c.kind);
+        EXPECT_NEAR(curve(0.5f), c.middle, 1e-6f);
+        EXPECT_NEAR(curve(0.125f), c.first, 1e-6f);
+        EXPECT_NEAR(curve(0.875f), c.last, 1e-6f);
+        EXPECT_NEAR(curve(1.25f), c.beyond, 1e-6f);
+    }
+}
+
+TEST(Curve, TwoNodeLinesGoOnPastTheirEndsInEveryKind) {
+    // Through (0.25, 0.5) and (0.75, 0.25): slope -1/2.
+    for (CurveInterpolation kind : ALL_KINDS) {
+        SCOPED_TRACE(int(kind));
+        const Curve line = makeCurve({{0.25f, 0.5f}, {0.75f, 0.25f}}, kind);
+        EXPECT_FLOAT_EQ(line(-1.75f), 1.5f);
+        EXPECT_FLOAT_EQ(line(0.5f), 0.375f);
+        EXPECT_FLOAT_EQ(line(4.75f), -1.75f);
+    }
+}
+
+TEST(Curve, SegmentsAreFoundByBisectionAmongManyNodes) {
+    // A saw tooth of 1001 linear nodes, x = i / 1000, y = i % 2: on each segment the value a
+    // quarter of the way in is 1/4 when it rises and 3/4 when it falls.
+    std::vector<Vector2> nodes;
+    for (int i = 0; i <= 1000; ++i) {
+        nodes.push_back({float(i) / 1000.f, float(i % 2)});
+    }
+    const Curve saw(nodes, CurveInterpolation::LINEAR_SPLINES);
+    for (int segment : {0, 1, 2, 499, 500, 997, 998, 999}) {
+        const float x = (float(segment) + 0.25f) / 1000.f;
+        EXPECT_NEAR(saw(x), segment % 2 == 0 ? 0.25f : 0.75f, 1e-3f) << "segment " << segment;
+    }
+    for (int i : {0, 1, 500, 999, 1000}) {
+        EXPECT_EQ(saw(nodes[std::size_t(i)].x), float(i % 2)) << "node " << i;
+    }
+}
+
+TEST(Curve, VerticalEndSegmentsAreStepsWithFlatOutsides) {
+    for (CurveInterpolation kind : ALL_KINDS) {
+        SCOPED_TRACE(int(kind));
+        const Curve step = makeCurve({{0.5f, 0.2f}, {0.5f, 0.8f}}, kind);
+        EXPECT_EQ(step(0.f), 0.2f);
+        EXPECT_EQ(step(0.5f), 0.8f);
+        EXPECT_EQ(step(3.f), 0.8f);
+    }
+}
+
+TEST(Curve, BlocksOfValuesGetTheBitsOfSingleEvaluations) {
+    std::mt19937 random(7);
+    std::uniform_real_distribution<float> coordinate(0.f, 1.f);
+    std::uniform_real_distribution<float> input(-0.5f, 1.5f);
+    for (CurveInterpolation kind : ALL_KINDS) {
+        for (std::size_t count : {0u, 1u, 2u, 3u, 4u, 17u}) {
+            SCOPED_TRACE(::testing::Message() << int(kind) << ", " << count << " nodes");
+            std::vector<Vector2> nodes;
+            for (std::size_t i = 0; i < count; ++i) {
+                nodes.push_back({coordinate(random), coordinate(random)});
+            }
+            const Curve curve(nodes, kind);
+            alignas(64) float values[128];
+            for (float& value : values) {
+                value = input(random);
+            }
+            // The bounds themselves, where a piece starts.
+            for (std::size_t i = 0; i < count && i < 128; ++i) {
+                values[i] = curve.nodes()[i].x;
+            }
+            float expected[128];
+            for (int i = 0; i < 128; ++i) {
+                expected[i] = curve(values[i]);
+            }
+            Detail::evaluateCurveLanes<128, 16>(curve.pieces(), values);
+            for (int i = 0; i < 128; ++i) {
+                EXPECT_EQ(std::bit_cast<std::uint32_t>(values[i]), std::bit_cast<std::uint32_t>(expected[i]))
+                    << "value " << i;
+            }
+        }
+    }
+}
+
+TEST(Curve, OnlyTheIdentityLineAndTheEmptyCurveAreIdentities) {
+    EXPECT_TRUE(Curve().isIdentity());
+    for (CurveInterpolation kind : ALL_KINDS) {
+        EXPECT_TRUE(makeCurve({{0.f, 0.f}, {1.f, 1.f}}, kind).isIdentity());
+        EXPECT_FALSE(makeCurve({{0.f, 0.f}, {1.f, 0.9f}}, kind).isIdentity());
+        EXPECT_FALSE(makeCurve({{0.f, 0.f}, {0.5f, 0.5f}, {1.f, 1.f}}, kind).isIdentity());
+    }
+    const Curve identity = makeCurve({{0.f, 0.f}, {1.f, 1.f}}, CurveInterpolation::CUBIC_SPLINES);
+    for (float x : {0.f, 1e-30f, 0.123456f, 0.5f, 1.f, 7.5f, 1e30f}) {
+        EXPECT_EQ(identity(x), x);
+    }
 }

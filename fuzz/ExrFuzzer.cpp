@@ -14,6 +14,7 @@
 #include "base/pipeline/Accumulator.h"
 #include "base/pipeline/ImageSettings.h"
 #include "fuzz/FuzzSupport.h"
+#include "imaging/PostProcessData.h"
 #include "settings/PropertyCatalogue.h"
 #include "settings/Settings.h"
 
@@ -36,13 +37,21 @@ void writeScratch(const std::uint8_t* data, std::size_t size) {
                   "cannot write the input to /dev/shm");
 }
 
+/// Reads the post-processing properties the image carries, as the load operator does, and the
+/// parameters every picture is made with from them.
 void readSettings(const ChannelImage& image) {
     Settings settings;
     for (const std::int32_t id : PropertyCatalogue::allImageIds()) {
         const PropertyDescriptor& row = *PropertyDescriptor::get(id);
         if (const Optional<Property> stored = Pipeline::readPropertyAttribute(image, row)) {
+            Fuzz::require(!Settings::validationMessage(id, *stored),
+                          "an invalid value read from an image:", row.name);
             settings.set(id, *stored);
         }
+    }
+    const PostProcessData data(SharedPtr<Abstract::Settings>(SharedPtr<Abstract::Settings>(), &settings));
+    for (const float x : {0.f, 0.5f, 1.f}) {
+        (void)data.curves(Rgb(x, x, x, 1.f));
     }
 }
 

@@ -3,10 +3,14 @@
 #include "base/image/VxrMetadata.h"
 #include "foundation/Exception.h"
 #include "settings/Conf.h"
+#include "settings/Settings.h"
 
 namespace Vespra::Pipeline {
 
-Optional<Property> readPropertyAttribute(const ChannelImage& image, const PropertyDescriptor& row) {
+namespace {
+
+/// The value `image` stores for `row`, as a property of `row`'s type, whatever its range.
+Optional<Property> storedProperty(const ChannelImage& image, const PropertyDescriptor& row) {
     const String name = getPropertyExrName(row);
     const auto fromAttribute = [&]<class T>(auto convert) -> Optional<Property> {
         const auto* attribute = image.findAttribute<T>(name);
@@ -38,6 +42,18 @@ Optional<Property> readPropertyAttribute(const ChannelImage& image, const Proper
     default:
         VESPRA_STOP();
     }
+}
+
+} // namespace
+
+Optional<Property> readPropertyAttribute(const ChannelImage& image, const PropertyDescriptor& row) {
+    Optional<Property> stored = storedProperty(image, row);
+    // A file may hold any number; the operators count on the property's range.
+    String reason;
+    if (stored && !Settings::validate(row.id, *stored, reason)) {
+        return std::nullopt;
+    }
+    return stored;
 }
 
 void writePropertyAttribute(ChannelImage& image, const PropertyDescriptor& row, const Property& value) {

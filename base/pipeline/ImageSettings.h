@@ -9,8 +9,8 @@ namespace Vespra::Pipeline {
 // named by `getPropertyExrName`: numbers and colours as attributes of their type, booleans as
 // integers 0 and 1, arrays as strings in the .conf value form.
 
-/// The value the image carries for `row`, or nothing when it carries none of the right type or
-/// its text does not parse.
+/// The value the image carries for `row`, or nothing when it carries none of the right type, its
+/// text does not parse, or the value is not valid for the property (`Settings::validate`).
 Optional<Property> readPropertyAttribute(const ChannelImage& image, const PropertyDescriptor& row);
 
 /// Stores `value` of property `row` in the image, replacing what was there.

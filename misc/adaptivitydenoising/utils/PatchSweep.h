@@ -137,9 +137,10 @@ void forEachOffset(const Tile& tile, bool skipCentre, Body&& body) {
 }
 
 /// The box sums of the distance image of `buffers` over the patches of the tile's `rows` rows:
-/// the small patch first, the large one adds its outer columns and rows.
+/// the small patch first, the large one adds its outer columns and rows; each patch sum times
+/// its factor.
 template <class Buffers>
-void boxSums(Buffers& buffers, int rows) {
+void boxSums(Buffers& buffers, int rows, float smallFactor = 1.f, float factor = 1.f) {
     using Shape = typename Buffers::ShapeType;
     using Dist = typename Buffers::DistType;
     constexpr int HALF = Shape::HALF;
@@ -150,6 +151,13 @@ void boxSums(Buffers& buffers, int rows) {
     const Dist* in = buffers.distances.data();
     Dist* small = buffers.smallRowSums.data();
     Dist* large = buffers.rowSums.data();
+    if constexpr (std::is_same_v<Dist, float>) {
+        if (Sweep::fusedPatchSums(in, small, large, buffers.smallPatchSums.data(), buffers.patchSums.data(),
+                                  HALF, SMALL_HALF, regionCount, tileCount, Buffers::STRIDE, smallFactor,
+                                  factor)) {
+            return;
+        }
+    }
     Sweep::addDistances(small, in, 1, HALF - SMALL_HALF, HALF + SMALL_HALF, regionCount, false);
     if constexpr (HAS_SMALL) {
         std::copy(small, small + regionCount, large);
@@ -160,6 +168,16 @@ void boxSums(Buffers& buffers, int rows) {
     }
     Sweep::addDistances(buffers.patchSums.data(), HAS_SMALL ? large : small, Buffers::STRIDE, 0, 2 * HALF,
                         tileCount, false);
+    const Dist scale(factor);
+    const Dist smallScale(smallFactor);
+    if (factor != 1.f || smallFactor != 1.f) {
+        for (int i = 0; i < tileCount; ++i) {
+            buffers.patchSums[std::size_t(i)] *= scale;
+            if constexpr (HAS_SMALL) {
+                buffers.smallPatchSums[std::size_t(i)] *= smallScale;
+            }
+        }
+    }
 }
 
 /// The patch distance of every pixel p of `tile` that has its neighbour at `offset` inside the
@@ -237,13 +255,6 @@ bool isInteriorTile(const Tile& tile) {
            tile.y1 + Shape::MARGIN <= tile.height;
 }
 
-/// The floats of a run over the rows of a tile, STRIDE apart: from the first row's first pixel to
-/// the last row's last one, the padding between rows included.
-template <class Buffers>
-int tileRun(const Tile& tile) {
-    return (tile.rows() - 1) * Buffers::STRIDE + tile.columns();
-}
-
 /// `patchDistancesOf` for an interior tile (`isInteriorTile`), where no distance is undefined and
 /// every patch is whole: `distanceRun(out, count)` writes the distance image over the region
 /// rows as one run, STRIDE a row from the region's corner, and each patch sum takes one factor.
@@ -257,20 +268,10 @@ void interiorPatchDistances(const Tile& tile, Buffers& buffers, DistanceRun&& di
     constexpr float COLOUR_MEAN = std::is_same_v<Dist, float> ? 1.f / 3.f : 1.f;
     const int rows = tile.rows();
     distanceRun(buffers.distances.data(), (rows + 2 * Shape::HALF) * Buffers::STRIDE);
-    boxSums(buffers, rows);
-    const int count = tileRun<Buffers>(tile);
-    const Dist factor(COLOUR_MEAN / float(Shape::PATCH) * (1.f / float(Shape::PATCH)));
-    Dist* distance = buffers.patchSums.data();
-    for (int i = 0; i < count; ++i) {
-        distance[i] *= factor;
-    }
-    if constexpr (HAS_SMALL) {
-        const Dist smallFactor(COLOUR_MEAN / float(Shape::SMALL_PATCH) * (1.f / float(Shape::SMALL_PATCH)));
-        Dist* smallDistance = buffers.smallPatchSums.data();
-        for (int i = 0; i < count; ++i) {
-            smallDistance[i] *= smallFactor;
-        }
-    }
+    const float factor = COLOUR_MEAN / float(Shape::PATCH) * (1.f / float(Shape::PATCH));
+    const float smallFactor =
+        HAS_SMALL ? COLOUR_MEAN / float(Shape::SMALL_PATCH) * (1.f / float(Shape::SMALL_PATCH)) : 1.f;
+    boxSums(buffers, rows, smallFactor, factor);
 }
 
 /// `patchDistancesOf` with the distances of the pixels of `colour` and `variance`.

@@ -82,6 +82,80 @@ void addRange(float* __restrict out, const float* __restrict in, std::ptrdiff_t 
     }
 }
 
+namespace {
+
+template <int HALF, int SMALL_HALF>
+[[gnu::always_inline]] inline void patchSumsOf(const float* __restrict in, float* __restrict smallRows,
+                                               float* __restrict largeRows, float* __restrict smallPatch,
+                                               float* __restrict patch, int regionCount, int tileCount,
+                                               int stride, float smallFactor, float factor) {
+    constexpr bool HAS_SMALL = SMALL_HALF != HALF;
+    for (int i = 0; i < regionCount; ++i) {
+        float small = 0.f;
+#pragma GCC unroll 8
+        for (int k = HALF - SMALL_HALF; k <= HALF + SMALL_HALF; ++k) {
+            small += in[i + k];
+        }
+        smallRows[i] = small;
+        if constexpr (HAS_SMALL) {
+            float large = small;
+#pragma GCC unroll 8
+            for (int k = 0; k < HALF - SMALL_HALF; ++k) {
+                large += in[i + k];
+            }
+#pragma GCC unroll 8
+            for (int k = HALF + SMALL_HALF + 1; k <= 2 * HALF; ++k) {
+                large += in[i + k];
+            }
+            largeRows[i] = large;
+        }
+    }
+    const float* rows = HAS_SMALL ? largeRows : smallRows;
+    for (int i = 0; i < tileCount; ++i) {
+        if constexpr (HAS_SMALL) {
+            float small = 0.f;
+#pragma GCC unroll 8
+            for (int k = HALF - SMALL_HALF; k <= HALF + SMALL_HALF; ++k) {
+                small += smallRows[i + k * stride];
+            }
+            smallPatch[i] = small * smallFactor;
+        }
+        float large = 0.f;
+#pragma GCC unroll 8
+        for (int k = 0; k <= 2 * HALF; ++k) {
+            large += rows[i + k * stride];
+        }
+        patch[i] = large * factor;
+    }
+}
+
+} // namespace
+
+VESPRA_VECTOR_CLONES
+bool fusedPatchSums(const float* in, float* smallRows, float* largeRows, float* smallPatch, float* patch,
+                    int half, int smallHalf, int regionCount, int tileCount, int stride, float smallFactor,
+                    float factor) {
+    if (half == 3 && smallHalf == 2) {
+        patchSumsOf<3, 2>(in, smallRows, largeRows, smallPatch, patch, regionCount, tileCount, stride,
+                          smallFactor, factor);
+    } else if (half == 1 && smallHalf == 0) {
+        patchSumsOf<1, 0>(in, smallRows, largeRows, smallPatch, patch, regionCount, tileCount, stride,
+                          smallFactor, factor);
+    } else if (half == 1 && smallHalf == 1) {
+        patchSumsOf<1, 1>(in, smallRows, largeRows, smallPatch, patch, regionCount, tileCount, stride,
+                          smallFactor, factor);
+    } else if (half == 2 && smallHalf == 2) {
+        patchSumsOf<2, 2>(in, smallRows, largeRows, smallPatch, patch, regionCount, tileCount, stride,
+                          smallFactor, factor);
+    } else if (half == 3 && smallHalf == 3) {
+        patchSumsOf<3, 3>(in, smallRows, largeRows, smallPatch, patch, regionCount, tileCount, stride,
+                          smallFactor, factor);
+    } else {
+        return false;
+    }
+    return true;
+}
+
 VESPRA_VECTOR_CLONES
 void addLaneWeights(float* __restrict weights, float* __restrict sums, const float* __restrict distances,
                     const float* __restrict image, float factor, int floats) {

@@ -20,6 +20,18 @@ void colourSums(float* out, const float* in, int count);
 void addRange(float* out, const float* in, std::ptrdiff_t step, int from, int to, int floats,
               bool accumulate);
 
+/// The box sums of a distance image of floats, rows `stride` apart, over patches of side
+/// 2 * half + 1 and, when `smallHalf` differs, 2 * smallHalf + 1: first along the rows, into
+/// `largeRows` and `smallRows` (`regionCount` floats), then down the columns, into `patch` and
+/// `smallPatch` (`tileCount` floats), each patch sum times its factor. The same terms in the same
+/// order as the `addRange` passes that make them one by one, so the same numbers: a row sum of
+/// the small patch from 0, the large one adding its outer terms to it, the columns from 0.
+/// Answers false, doing nothing, for patch sides that it does not know; the filters use 3, 5
+/// and 7.
+bool fusedPatchSums(const float* in, float* smallRows, float* largeRows, float* smallPatch, float* patch,
+                    int half, int smallHalf, int regionCount, int tileCount, int stride, float smallFactor,
+                    float factor);
+
 /// The lane-wise NLM step: w = e^-(factor * distances[i]) is added to weights[i], and w times
 /// image[i] to sums[i], for `floats` floats.
 void addLaneWeights(float* weights, float* sums, const float* distances, const float* image, float factor,

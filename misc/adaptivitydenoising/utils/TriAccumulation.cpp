@@ -77,80 +77,83 @@ template <int FIXED_COUNT>
     }
 }
 
-/// How much the patch distance of each pixel grows when its neighbour is perturbed.
-template <int FIXED_COUNT>
-[[gnu::always_inline]] inline void perturbations(const OffsetSettings& settings,
-                                                 const float* __restrict centre, std::ptrdiff_t offset,
-                                                 float* __restrict out, int count) {
-    if constexpr (FIXED_COUNT > 0) {
-        count = FIXED_COUNT;
-    }
-    const float* colour[3] = {centre + COLOUR * REGION_PLANE, centre + (COLOUR + 1) * REGION_PLANE,
-                              centre + (COLOUR + 2) * REGION_PLANE};
-    const float* variance[3] = {centre + VARIANCE * REGION_PLANE, centre + (VARIANCE + 1) * REGION_PLANE,
-                                centre + (VARIANCE + 2) * REGION_PLANE};
-    alignas(64) float lanes[3][CHUNK];
-    for (int lane = 0; lane < 3; ++lane) {
-        const float* cLane = colour[lane];
-        const float* vLane = variance[lane];
-        for (int c = 0; c < count; ++c) {
-            const float cp = cLane[c];
-            const float vp = vLane[c];
-            lanes[lane][c] = (cp - cLane[c + offset]) * cp /
-                             (settings.epsilon + vp + laneMin(vLane[c + offset], 1000.f * vp));
-        }
-    }
-    for (int c = 0; c < count; ++c) {
-        out[c] = (lanes[0][c] + lanes[1][c] + lanes[2][c]) * settings.perturbationScale;
-    }
+/// One colour's part of the perturbation: the change of the distance between the centre cp and
+/// the neighbour cq when the neighbour is perturbed, over the same denominator as the distance,
+/// where the neighbour's variance counts at most 1000 times the centre's.
+[[gnu::always_inline]] inline float perturbationLane(float cp, float cq, float vp, float vq, float epsilon) {
+    return (cp - cq) * cp / (epsilon + vp + laneMin(vq, 1000.f * vp));
 }
 
-/// The weights of candidate `k` and its perturbed run, and the sums they weigh. Only the first
-/// candidate (`FIRST`) takes the small patch where `useSmall` says so.
-template <bool FIRST, int FIXED_COUNT>
-[[gnu::always_inline]] inline void
-addCandidate(const OffsetSettings& settings, int k, const float* __restrict image,
-             const float* __restrict distances, const float* __restrict smallDistances,
-             const std::int32_t* __restrict useSmall, const float* __restrict featureWeight,
-             const float* __restrict perturbation, float* __restrict sums, int count) {
-    if constexpr (FIXED_COUNT > 0) {
-        count = FIXED_COUNT;
-    }
-    const float factor = settings.candidateFactors[k];
-    float* values = sums + std::size_t(VALUES + 4 * k) * TILE_PLANE;
-    float* perturbedValues = sums + std::size_t(PERTURBED_VALUES + 4 * k) * TILE_PLANE;
-    float* weights = sums + std::size_t(WEIGHTS + k) * TILE_PLANE;
-    float* perturbedWeights = sums + std::size_t(PERTURBED_WEIGHTS + k) * TILE_PLANE;
-    for (int c = 0; c < count; ++c) {
-        const float distance = FIRST && useSmall[c] ? smallDistances[c] : distances[c];
-        const float w = laneMin(negativeExpLane(distance * factor), featureWeight[c]);
-        const float pw = laneMin(negativeExpLane((distance + perturbation[c]) * factor), featureWeight[c]);
-        weights[c] += w;
-        perturbedWeights[c] += pw;
-#pragma GCC unroll 4
-        for (int lane = 0; lane < 4; ++lane) {
-            const float value = image[std::size_t(lane) * REGION_PLANE + std::size_t(c)];
-            values[std::size_t(lane) * TILE_PLANE + std::size_t(c)] += w * value;
-            perturbedValues[std::size_t(lane) * TILE_PLANE + std::size_t(c)] += pw * (value * 1.01f);
-        }
-    }
-}
-
+/// The three candidates of each pixel at one offset, in one loop: the perturbation of the
+/// patch distance by the neighbour (`perturbation`), the weights of each candidate and of its
+/// perturbed run, and the sums they weigh. Each sum takes one term, as a separate loop per
+/// candidate would give it; only the first candidate takes the small patch, where `useSmall`
+/// says so.
 template <int FIXED_COUNT>
 [[gnu::always_inline]] inline void
-accumulateOf(const OffsetSettings& settings, const float* centre, std::ptrdiff_t offset,
+accumulateOf(const OffsetSettings& settings, const float* __restrict centre, std::ptrdiff_t offset,
              const float* __restrict distances, const float* __restrict smallDistances,
              const std::int32_t* __restrict useSmall, const float* __restrict featureWeight,
              float* __restrict sums, int count) {
-    alignas(64) float perturbation[CHUNK];
-    perturbations<FIXED_COUNT>(settings, centre, offset, perturbation, count);
-    const float* image = centre + IMAGE * REGION_PLANE + offset;
-    addCandidate<true, FIXED_COUNT>(settings, 0, image, distances, smallDistances, useSmall, featureWeight,
-                                    perturbation, sums, count);
-    addCandidate<false, FIXED_COUNT>(settings, 1, image, distances, smallDistances, useSmall, featureWeight,
-                                     perturbation, sums, count);
-    addCandidate<false, FIXED_COUNT>(settings, 2, image, distances, smallDistances, useSmall, featureWeight,
-                                     perturbation, sums, count);
+    if constexpr (FIXED_COUNT > 0) {
+        count = FIXED_COUNT;
+    }
+    const float* __restrict colour0 = centre + COLOUR * REGION_PLANE;
+    const float* __restrict colour1 = centre + (COLOUR + 1) * REGION_PLANE;
+    const float* __restrict colour2 = centre + (COLOUR + 2) * REGION_PLANE;
+    const float* __restrict variance0 = centre + VARIANCE * REGION_PLANE;
+    const float* __restrict variance1 = centre + (VARIANCE + 1) * REGION_PLANE;
+    const float* __restrict variance2 = centre + (VARIANCE + 2) * REGION_PLANE;
+    const float* __restrict image = centre + IMAGE * REGION_PLANE + offset;
+    const float epsilon = settings.epsilon;
+    const float perturbationScale = settings.perturbationScale;
+    const float factor0 = settings.candidateFactors[0];
+    const float factor1 = settings.candidateFactors[1];
+    const float factor2 = settings.candidateFactors[2];
+    const auto plane = [sums](int index) { return sums + std::size_t(index) * TILE_PLANE; };
+    float* __restrict weights0 = plane(WEIGHTS);
+    float* __restrict weights1 = plane(WEIGHTS + 1);
+    float* __restrict weights2 = plane(WEIGHTS + 2);
+    float* __restrict perturbedWeights0 = plane(PERTURBED_WEIGHTS);
+    float* __restrict perturbedWeights1 = plane(PERTURBED_WEIGHTS + 1);
+    float* __restrict perturbedWeights2 = plane(PERTURBED_WEIGHTS + 2);
+    float* __restrict values = plane(VALUES);
+    float* __restrict perturbedValues = plane(PERTURBED_VALUES);
+    for (int c = 0; c < count; ++c) {
+        const float perturbation =
+            (perturbationLane(colour0[c], colour0[c + offset], variance0[c], variance0[c + offset], epsilon) +
+             perturbationLane(colour1[c], colour1[c + offset], variance1[c], variance1[c + offset], epsilon) +
+             perturbationLane(colour2[c], colour2[c + offset], variance2[c], variance2[c + offset],
+                              epsilon)) *
+            perturbationScale;
+        const float feature = featureWeight[c];
+        const float distance = distances[c];
+        const float smallDistance = laneSelect(useSmall[c] != 0, smallDistances[c], distance);
+        const float w0 = laneMin(negativeExpLane(smallDistance * factor0), feature);
+        const float pw0 = laneMin(negativeExpLane((smallDistance + perturbation) * factor0), feature);
+        const float w1 = laneMin(negativeExpLane(distance * factor1), feature);
+        const float pw1 = laneMin(negativeExpLane((distance + perturbation) * factor1), feature);
+        const float w2 = laneMin(negativeExpLane(distance * factor2), feature);
+        const float pw2 = laneMin(negativeExpLane((distance + perturbation) * factor2), feature);
+        weights0[c] += w0;
+        weights1[c] += w1;
+        weights2[c] += w2;
+        perturbedWeights0[c] += pw0;
+        perturbedWeights1[c] += pw1;
+        perturbedWeights2[c] += pw2;
+#pragma GCC unroll 4
+        for (int l = 0; l < 4; ++l) {
+            const float value = image[std::size_t(l) * REGION_PLANE + std::size_t(c)];
+            const float perturbedValue = value * 1.01f;
+            const std::size_t at = std::size_t(l) * TILE_PLANE + std::size_t(c);
+            values[at] += w0 * value;
+            values[4 * TILE_PLANE + at] += w1 * value;
+            values[8 * TILE_PLANE + at] += w2 * value;
+            perturbedValues[at] += pw0 * perturbedValue;
+            perturbedValues[4 * TILE_PLANE + at] += pw1 * perturbedValue;
+            perturbedValues[8 * TILE_PLANE + at] += pw2 * perturbedValue;
+        }
+    }
 }
 
 } // namespace

@@ -18,10 +18,16 @@
 // patches around p and q are, judged on `colour` with its `variance`; it averages `image`,
 // which may be another bitmap of the same size. Each filter runs out of place or in place
 // (Detail::runBandsInPlace), answering false when the context asked it to stop.
+//
+// The three-way filter and the scalar filter also take several elements of one render at once
+// (`ElementImages`): the feature weights of each search offset depend on the features alone,
+// so one sweep over a tile makes them once for all elements, and each element gets the very
+// numbers it would get alone.
 
 namespace Vespra {
 
-/// Where an NLM filter takes its distances from, and how it weighs them.
+/// Where an NLM filter takes its distances from, and how it weighs them. Filters of several
+/// elements take `colour` and `variance` from their `ElementImages` instead.
 struct NlmInputs {
     const BitmapImpl<Rgb>* colour = nullptr;
     const BitmapImpl<Rgb>* variance = nullptr;

@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <vector>
+
 #include <gtest/gtest.h>
 
 #include "misc/adaptivitydenoising/NlmFilters.h"
@@ -228,6 +231,71 @@ TEST_F(NlmFiltersTest, OutlierRemovalsMatchThePlainFormulas) {
         EXPECT_EQ(out, Reference::outlierRemoval(spotted, 5.f, true));
         EXPECT_EQ(out(5, 7), Rgb(100000000.f, 0.f, 0.f, 0.f));
     }
+}
+
+TEST(MedianTest, PixelsOfEqualBrightnessKeepTheOrderOfTheirPlaces) {
+    // Most pixels are orderings of the same three colours, so their sums are equal and the sort
+    // leaves them in the order of their places in the window: in a window of them alone the
+    // median, one place above the middle, is the pixel right of the centre. A few darker,
+    // brighter and much brighter pixels move it. A small gamma replaces most pixels by their
+    // median, so that another order of equal pixels would show. Wide enough for runs of
+    // neighbourhoods that are sorted together, and pixels after the last run.
+    constexpr int WIDTH = 45;
+    constexpr int HEIGHT = 5;
+    constexpr float GAMMA = 0.05f;
+    const Rgb orderings[] = {Rgb(0.25f, 0.5f, 1.f, 1.f), Rgb(1.f, 0.25f, 0.5f, 1.f),
+                             Rgb(0.5f, 1.f, 0.25f, 1.f), Rgb(0.25f, 1.f, 0.5f, 1.f),
+                             Rgb(1.f, 0.5f, 0.25f, 1.f), Rgb(0.5f, 0.25f, 1.f, 1.f)};
+    BitmapImpl<Rgb> image(WIDTH, HEIGHT);
+    for (int y = 0; y < HEIGHT; ++y) {
+        for (int x = 0; x < WIDTH; ++x) {
+            const int hash = (x * 7 + y * 13) % 23;
+            image(x, y) = hash == 3    ? Rgb(0.125f, 0.25f, 0.5f, 1.f)
+                          : hash == 11 ? Rgb(1.f, 2.f, 4.f, 1.f)
+                          : hash == 17 ? Rgb(40.f, 30.f, 50.f, 1.f)
+                                       : orderings[(x * 5 + y * 3) % 6];
+        }
+    }
+    // The plain rule with a stable sort by the sum over the colours.
+    BitmapImpl<Rgb> expected = image;
+    for (int y = 0; y < HEIGHT; ++y) {
+        for (int x = 0; x < WIDTH; ++x) {
+            std::vector<Rgb> window;
+            for (int qy = std::max(0, y - 1); qy <= std::min(HEIGHT - 1, y + 1); ++qy) {
+                for (int qx = std::max(0, x - 1); qx <= std::min(WIDTH - 1, x + 1); ++qx) {
+                    window.push_back(image(qx, qy));
+                }
+            }
+            std::stable_sort(window.begin(), window.end(),
+                             [](const Rgb& a, const Rgb& b) { return a.r + a.g + a.b < b.r + b.g + b.b; });
+            const int n = int(window.size());
+            const Rgb median = window[std::size_t(std::min(n - 1, n / 2 + 1))];
+            const int k = std::max(n - 2, 2);
+            bool keep = true;
+            for (int l = 0; l < 3; ++l) {
+                float spread = 0.f;
+                for (int i = 0; i < k; ++i) {
+                    spread +=
+                        (window[std::size_t(i)][l] - median[l]) * (window[std::size_t(i)][l] - median[l]);
+                }
+                keep = keep && image(x, y)[l] - median[l] < 0.001f + GAMMA * (spread / float(k));
+            }
+            if (!keep) {
+                expected(x, y) = median;
+            }
+        }
+    }
+    DenoiseContext context(Scheduler::highPriorityInstance());
+    BitmapImpl<Rgb> out;
+    ASSERT_TRUE(Utils::outlierRemoval(context, image, out, GAMMA, false));
+    int replaced = 0;
+    for (int y = 0; y < HEIGHT; ++y) {
+        for (int x = 0; x < WIDTH; ++x) {
+            ASSERT_EQ(out(x, y), expected(x, y)) << x << ", " << y;
+            replaced += out(x, y) != image(x, y);
+        }
+    }
+    EXPECT_GT(replaced, WIDTH * HEIGHT / 3);
 }
 
 TEST_F(NlmFiltersTest, GradientAndScalingMatchThePlainFormulas) {

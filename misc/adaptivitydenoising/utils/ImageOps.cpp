@@ -1,10 +1,12 @@
 #include "misc/adaptivitydenoising/utils/ImageOps.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <limits>
 #include <mutex>
 
 #include "foundation/ParallelFor.h"
+#include "foundation/VectorClones.h"
 #include "misc/adaptivitydenoising/utils/PixelMath.h"
 #include "misc/adaptivitydenoising/utils/RowFrame.h"
 
@@ -199,6 +201,22 @@ bool gradient(DenoiseContext& context, const BitmapImpl<Rgb>& image, BitmapImpl<
 
 namespace {
 
+/// The median test of one pixel whose neighbourhood (`count` pixels) is sorted by brightness.
+Float4 outlierOfSorted(const Float4* sorted, int count, Float4 pixel, float gamma, bool markOnly) {
+    const Float4 median = sorted[std::size_t(std::min(count - 1, count / 2 + 1))];
+    const int k = std::max(count - 2, 2);
+    Float4 spread;
+    for (int i = 0; i < std::min(k, count); ++i) {
+        spread += (sorted[std::size_t(i)] - median) * (sorted[std::size_t(i)] - median);
+    }
+    spread /= Float4(float(k));
+    const Float4 kept = pixel - median < Float4(0.001f) + Float4(gamma) * spread;
+    if ((_mm_movemask_ps(kept.v) & 7) == 7) {
+        return pixel;
+    }
+    return markOnly ? Float4(100000000.f, 0.f, 0.f, 0.f) : median;
+}
+
 /// `sortByBrightness` of the neighbourhood of (x, y), with the sort keys (the sums over the
 /// colours) made once per pixel in `keys` rather than at each comparison: the same comparisons
 /// in the same order, so the same order of the pixels.
@@ -222,19 +240,74 @@ Float4 medianOutlier(const BitmapImpl<Rgb>& image, const float* keys, int x, int
             sortedKeys[std::size_t(j)] = key;
         }
     }
-    const Float4 median = sorted[std::size_t(std::min(count - 1, count / 2 + 1))];
-    const int k = std::max(count - 2, 2);
-    Float4 spread;
-    for (int i = 0; i < std::min(k, count); ++i) {
-        spread += (sorted[std::size_t(i)] - median) * (sorted[std::size_t(i)] - median);
+    return outlierOfSorted(sorted.data(), count, loadPixel(image.row(y), std::size_t(x)), gamma, markOnly);
+}
+
+/// Pixels of a row whose whole neighbourhoods `sortNeighbourhoods` sorts at once.
+constexpr int RUN = 16;
+
+/// A sorting network of nine (25 comparators).
+constexpr int NETWORK[25][2] = {{0, 3}, {1, 7}, {2, 5}, {4, 8}, {0, 7}, {2, 4}, {3, 8}, {5, 6}, {0, 2},
+                                {1, 3}, {4, 5}, {7, 8}, {1, 4}, {3, 6}, {5, 7}, {0, 1}, {2, 4}, {3, 5},
+                                {6, 8}, {2, 3}, {4, 5}, {6, 7}, {1, 2}, {3, 4}, {5, 6}};
+
+/// Sorts the nine keys of each of RUN neighbourhoods (`keys[place * RUN + pixel]`), carrying the
+/// places in the window (`order`, the same layout) along. A key that ties is ordered by its
+/// place, so the order is that of the stable insertion of `sortByBrightness`, which meets the
+/// pixels of a window in the order of their places; keys must be numbers.
+VESPRA_VECTOR_CLONES
+void sortNeighbourhoods(float* __restrict keys, std::int32_t* __restrict order) {
+    for (const auto& comparator : NETWORK) {
+        float* __restrict keyA = keys + comparator[0] * RUN;
+        float* __restrict keyB = keys + comparator[1] * RUN;
+        std::int32_t* __restrict orderA = order + comparator[0] * RUN;
+        std::int32_t* __restrict orderB = order + comparator[1] * RUN;
+        for (int i = 0; i < RUN; ++i) {
+            const float a = keyA[i];
+            const float b = keyB[i];
+            const std::int32_t placeA = orderA[i];
+            const std::int32_t placeB = orderB[i];
+            const bool swap = a > b || (a == b && placeA > placeB);
+            keyA[i] = Detail::laneSelect(swap, b, a);
+            keyB[i] = Detail::laneSelect(swap, a, b);
+            orderA[i] = swap ? placeB : placeA;
+            orderB[i] = swap ? placeA : placeB;
+        }
     }
-    spread /= Float4(float(k));
-    const Float4 pixel = loadPixel(image.row(y), std::size_t(x));
-    const Float4 kept = pixel - median < Float4(0.001f) + Float4(gamma) * spread;
-    if ((_mm_movemask_ps(kept.v) & 7) == 7) {
-        return pixel;
+}
+
+/// `medianOutlier` of the RUN pixels from (x, y) on, none at an edge of the image: their
+/// neighbourhoods sorted by one network; false when a key is not a number.
+bool medianOutliers(const BitmapImpl<Rgb>& image, const float* keys, int x, int y, float gamma, bool markOnly,
+                    Rgb* target) {
+    alignas(64) float sortedKeys[9 * RUN];
+    alignas(64) std::int32_t order[9 * RUN];
+    const std::size_t width = std::size_t(image.width());
+    bool numbers = true;
+    for (int place = 0; place < 9; ++place) {
+        const float* row = keys + std::size_t(y + place / 3 - 1) * width + std::size_t(x + place % 3 - 1);
+        for (int i = 0; i < RUN; ++i) {
+            sortedKeys[place * RUN + i] = row[i];
+            order[place * RUN + i] = place;
+            numbers &= row[i] == row[i];
+        }
     }
-    return markOnly ? Float4(100000000.f, 0.f, 0.f, 0.f) : median;
+    if (!numbers) {
+        return false;
+    }
+    sortNeighbourhoods(sortedKeys, order);
+    for (int i = 0; i < RUN; ++i) {
+        StaticArray<Float4, 9> sorted;
+        for (int rank = 0; rank < 9; ++rank) {
+            const int place = order[rank * RUN + i];
+            sorted[std::size_t(rank)] =
+                loadPixel(image.row(y + place / 3 - 1), std::size_t(x + i + place % 3 - 1));
+        }
+        storePixel(
+            target, std::size_t(x + i),
+            outlierOfSorted(sorted.data(), 9, loadPixel(image.row(y), std::size_t(x + i)), gamma, markOnly));
+    }
+    return true;
 }
 
 } // namespace
@@ -250,10 +323,26 @@ bool outlierRemoval(DenoiseContext& context, BitmapImpl<Rgb>& image, BitmapImpl<
             keyRow[x] = Detail::sumOfColours(loadPixel(row, std::size_t(x))).x();
         }
     });
+    const int width = image.width();
+    const int height = image.height();
     auto filterRows = [&](int first, int end, auto&& targetRow) {
         for (int y = first; y < end; ++y) {
             Rgb* target = targetRow(y);
-            for (int x = 0; x < image.width(); ++x) {
+            int x = 0;
+            if (y > 0 && y < height - 1) {
+                // Whole neighbourhoods: runs of pixels sorted together.
+                x = 1;
+                storePixel(target, 0, medianOutlier(image, keys.data(), 0, y, gamma, markOnly));
+                for (; x + RUN <= width - 1; x += RUN) {
+                    if (!medianOutliers(image, keys.data(), x, y, gamma, markOnly, target)) {
+                        for (int i = x; i < x + RUN; ++i) {
+                            storePixel(target, std::size_t(i),
+                                       medianOutlier(image, keys.data(), i, y, gamma, markOnly));
+                        }
+                    }
+                }
+            }
+            for (; x < width; ++x) {
                 storePixel(target, std::size_t(x), medianOutlier(image, keys.data(), x, y, gamma, markOnly));
             }
         }

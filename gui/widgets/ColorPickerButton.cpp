@@ -21,12 +21,23 @@ Rgb fromWxColour(const wxColour& color) {
     return Rgb(color.Red() / 255.f, color.Green() / 255.f, color.Blue() / 255.f);
 }
 
+namespace {
+
+/// The height of a swatch given only a width: that of a row of spinners.
+constexpr int DEFAULT_HEIGHT = 20;
+
+wxSize swatchSize(const wxSize& size) {
+    return scaleByDpi(wxSize(size.x, size.y == wxDefaultCoord ? DEFAULT_HEIGHT : size.y));
+}
+
+} // namespace
+
 ColorPickerButton::ColorPickerButton(wxWindow* parent, const wxString& title, const wxSize& size, bool skinned)
-    : SkinnedControl(parent, wxID_ANY, activeSkin(), wxDefaultPosition, scaleByDpi(size)), title(title) {
+    : SkinnedControl(parent, wxID_ANY, activeSkin(), wxDefaultPosition, swatchSize(size)), title(title) {
     if (!skinned) {
         SetBackgroundColour(parent->GetBackgroundColour());
     }
-    SetInitialSize(scaleByDpi(size));
+    SetInitialSize(swatchSize(size));
     SetCursor(wxCursor(wxCURSOR_HAND));
 }
 

@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 #include <wx/display.h>
 #include <wx/dnd.h>
+#include <wx/settings.h>
 #include <wx/sizer.h>
 
 #include "base/image/ElementNames.h"
@@ -14,6 +15,7 @@
 #include "foundation/image/ImageFormat.h"
 #include "foundation/io/Files.h"
 #include "gui/LastDirectory.h"
+#include "gui/curves/PropertyCurvesEditor.h"
 #include "gui/widgets/ApplicationTexts.h"
 #include "gui/widgets/AuiSkin.h"
 #include "gui/widgets/Button.h"
@@ -25,7 +27,12 @@
 #include "gui/widgets/WindowUtils.h"
 #include "gui/widgets/WxText.h"
 #include "gui/windows/DrawPanel.h"
+#include "gui/windows/ColorMapPanel.h"
+#include "gui/windows/DenoisePanel.h"
+#include "gui/windows/DenoiseSelectDialog.h"
 #include "gui/windows/ElementComboBox.h"
+#include "gui/windows/LightMixPanel.h"
+#include "gui/windows/PostprocessPanel.h"
 #include "gui/windows/ProgressDialog.h"
 #include "settings/Conf.h"
 #include "settings/PropertyCatalogue.h"
@@ -50,6 +57,11 @@ constexpr int KEY_SCROLL_UNITS = 10;
 
 /// Where the progress of a denoise shows, from the image's top-left corner.
 const wxPoint PROGRESS_OFFSET(15, 15);
+/// How far above "Custom denoise..." its dialog starts.
+constexpr int CUSTOM_DENOISE_RISE = 70;
+
+/// Where the curves editor opens, from the top-left corner of "Editor...".
+const wxPoint CURVES_EDITOR_OFFSET(90, -250);
 
 /// Ids of the prompts' buttons: the index of the button, with the one that goes on second.
 constexpr int STAY_BUTTON = 1;
@@ -114,6 +126,10 @@ Stack<std::int32_t> displayChainIds() {
     return ids;
 }
 
+bool isCurveId(std::int32_t id) {
+    return id >= PropertyId::CURVES_ENABLE && id <= PropertyId::CURVES_BLUE_INTERPOLATION;
+}
+
 /// "1:1" at level 0, "4:1" at 2, "1:4" at -2.
 std::string zoomText(int level) {
     return level >= 0 ? fmt::format("{}:1", 1 << level) : fmt::format("1:{}", 1 << -level);
@@ -150,6 +166,11 @@ MainFrame::MainFrame(wxWindow* parent, SharedPtr<Settings> settings, Pipeline::O
     SetBackgroundColour(activeSkin().background());
     setVespraIcon(this);
     titleCallback = [this] { updateTitle(); };
+    curvesCallback = [this] {
+        if (curvesEditor) {
+            curvesEditor->reloadHistogram();
+        }
+    };
     createToolbar();
     createPanes();
     bindEvents();
@@ -228,14 +249,7 @@ void MainFrame::createPanes() {
     drawPanel = new DrawPanel(this);
     drawPanel->onZoomChanged = [this] { updateState(); };
     notebook = new AuiNotebook(this, activeSkin(), NOTEBOOK_STYLE);
-    // The pages fill in as their controls are built; until then they stand empty.
-    postPage = new wxPanel(notebook);
-    lightMixPage = new wxPanel(notebook);
-    for (wxPanel* page : {postPage, lightMixPage}) {
-        page->SetBackgroundColour(activeSkin().background());
-    }
-    notebook->AddPage(postPage, "Post");
-    notebook->AddPage(lightMixPage, "LightMix");
+    createSidePages();
 
     auiManager.AddPane(drawPanel, wxAuiPaneInfo().Name("image").CenterPane().CaptionVisible(false).PaneBorder(false));
     auiManager.AddPane(notebook, wxAuiPaneInfo()
@@ -260,14 +274,35 @@ void MainFrame::createPanes() {
                                     .BestSize(toolbar->GetBestSize()));
 }
 
+void MainFrame::createSidePages() {
+    postPanel = new PostprocessPanel(notebook, *settings, fileDialogs);
+    postPanel->setOnSave([this] { saveSettings(PropertyCatalogue::postProcessingIds(), u"Save Post settings as"); });
+    postPanel->setOnLoad(
+        [this] { loadSettings(PropertyCatalogue::postProcessingIds(), u"Select Post settings to load"); });
+    postPanel->setOnReset([this] { askResetPost(); });
+    postPanel->getColorMapPanel()->setOnCurvesEditor([this] { showCurvesEditor(); });
+    postPanel->getDenoisePanel()->setOnDenoise([this] { denoise(); });
+    postPanel->getDenoisePanel()->setOnCustomDenoise([this] { customDenoise(); });
+    lightMixPanel = new LightMixPanel(notebook, *settings);
+    lightMixPanel->setOnSave([this] { saveSettings(PropertyCatalogue::lightMixIds(), u"Save LightMix settings as"); });
+    lightMixPanel->setOnLoad(
+        [this] { loadSettings(PropertyCatalogue::lightMixIds(), u"Select LightMix settings to load"); });
+    notebook->AddPage(postPanel, "Post");
+    notebook->AddPage(lightMixPanel, "LightMix");
+}
+
 void MainFrame::fitSidePanel() {
     int height = 0;
-    for (wxPanel* page : {postPage, lightMixPage}) {
+    // Never narrower than the pages' columns, which the desktop's fonts may widen, with room for
+    // a vertical scroll bar.
+    int width = scaleByDpi(SIDE_PANEL_WIDTH);
+    for (wxWindow* page : std::initializer_list<wxWindow*>{postPanel, lightMixPanel}) {
         page->Fit();
         height = std::max(height, page->GetVirtualSize().y);
+        width = std::max(width, page->GetBestVirtualSize().x + wxSystemSettings::GetMetric(wxSYS_VSCROLL_X, page));
     }
     wxAuiPaneInfo& pane = auiManager.GetPane(notebook);
-    pane.BestSize(scaleByDpi(SIDE_PANEL_WIDTH), height + notebook->GetTabCtrlHeight());
+    pane.BestSize(width, height + notebook->GetTabCtrlHeight());
     auiManager.Update();
 }
 
@@ -352,14 +387,29 @@ void MainFrame::listen(ArrayView<const std::int32_t> ids, Function<void(std::int
 
 void MainFrame::registerSettingsListeners() {
     listen(PropertyCatalogue::allImageIds(), [this](std::int32_t, const Property&) { markModified(); });
-    listen(displayChainIds().view(), [this](std::int32_t, const Property&) { onPictureChanged(); });
+    listen(displayChainIds().view(), [this](std::int32_t id, const Property&) {
+        onPictureChanged();
+        // The histogram is of the picture before the curves: their own changes leave it.
+        if (!isCurveId(id)) {
+            scheduleCurvesRefresh();
+        }
+    });
+    const std::int32_t curvesEnable[] = {PropertyId::CURVES_ENABLE};
+    listen(curvesEnable, [this](std::int32_t, const Property& value) {
+        if (!value.asBool() && curvesEditor) {
+            curvesEditor->Hide();
+        }
+    });
     listen(PropertyCatalogue::bloomGlareIds(), [this](std::int32_t, const Property&) {
         restartBloomGlare();
         onPictureChanged();
     });
     listen(PropertyCatalogue::lightMixIds(), [this](std::int32_t, const Property&) { onLightMixChanged(); });
     const std::int32_t blendAmount[] = {PropertyId::DENOISE_BLEND_AMOUNT};
-    listen(blendAmount, [this](std::int32_t, const Property&) { onPictureChanged(); });
+    listen(blendAmount, [this](std::int32_t, const Property&) {
+        scheduleCurvesRefresh();
+        onPictureChanged();
+    });
 }
 
 void MainFrame::markModified() {
@@ -370,6 +420,28 @@ void MainFrame::markModified() {
 
 void MainFrame::onPictureChanged() {
     drawPanel->repaint();
+}
+
+void MainFrame::scheduleCurvesRefresh() {
+    if (curvesEditor && !curvesCallback.isPending()) {
+        curvesCallback.scheduleDelayed(TITLE_DELAY_MS);
+    }
+}
+
+void MainFrame::showCurvesEditor() {
+    if (!curvesEditor) {
+        curvesEditor = new PropertyCurvesEditor(*this, *settings, graph);
+        curvesEditor->Bind(wxEVT_DESTROY, [this](wxWindowDestroyEvent& event) {
+            if (event.GetEventObject() == curvesEditor) {
+                curvesEditor = nullptr;
+            }
+            event.Skip();
+        });
+        const wxWindow* button = postPanel->getColorMapPanel()->getCurvesEditorButton();
+        smartPositionWindow(curvesEditor, button->GetScreenPosition() + CURVES_EDITOR_OFFSET);
+    }
+    curvesEditor->Show();
+    curvesEditor->Raise();
 }
 
 void MainFrame::restartBloomGlare() {
@@ -385,6 +457,7 @@ void MainFrame::onLightMixChanged() {
     }
     if (selectedElementName() == LIGHT_MIX_INTERACTIVE_NAME) {
         restartBloomGlare();
+        scheduleCurvesRefresh();
         onPictureChanged();
     } else {
         elementComboBox->selectName(LIGHT_MIX_INTERACTIVE_NAME, true);
@@ -393,6 +466,7 @@ void MainFrame::onLightMixChanged() {
 
 void MainFrame::onElementSelected() {
     graph.bloomGlare.setSourceElement(selectedElementName());
+    scheduleCurvesRefresh();
     drawPanel->repaint();
 }
 
@@ -426,10 +500,14 @@ void MainFrame::setFlag(StateFlag flag, bool value) {
 void MainFrame::updateState() {
     const bool open = hasFlag(IMAGE_OPEN);
     for (wxWindow* window : std::initializer_list<wxWindow*>{
-             postPage, lightMixPage, getButton(ToolbarButton::SAVE), getButton(ToolbarButton::SAVE_ALL),
+             postPanel, lightMixPanel, getButton(ToolbarButton::SAVE), getButton(ToolbarButton::SAVE_ALL),
              elementComboBox, getButton(ToolbarButton::ZOOM_IN), getButton(ToolbarButton::ZOOM_OUT),
              getButton(ToolbarButton::RESET_ZOOM)}) {
         window->Enable(open);
+    }
+    // A running denoise keeps its buttons off until it ends.
+    if (progressDialog && progressDialog->IsShown()) {
+        postPanel->getDenoisePanel()->Enable(false);
     }
     if (!titleCallback.isPending()) {
         titleCallback.scheduleDelayed(TITLE_DELAY_MS);
@@ -636,6 +714,11 @@ void MainFrame::refreshElements() {
         return !(element.flags & ElementInfo::INTERNAL) && element.kind < ElementInfo::KIND_SINGLE_CHANNEL;
     }));
     elementComboBox->selectName(selected, false);
+    postPanel->getDenoisePanel()->setDenoisingPossible(!graph.denoise.getDenoisableElements({}).empty());
+    lightMixPanel->setElements(Pipeline::filterElements(&graph.lightMix, [](const ElementInfo& element) {
+        return (element.flags & ElementInfo::LIGHT_MIX_LAYER) != 0;
+    }));
+    fitSidePanel();
     drawPanel->Thaw();
 }
 
@@ -753,15 +836,35 @@ void MainFrame::denoise() {
     graph.denoise.start();
 }
 
+void MainFrame::customDenoise() {
+    DenoiseSelectDialog dialog(this);
+    dialog.copySettingsFrom(*settings);
+    dialog.setElements(graph.denoise.getDenoisableElements({}), graph.denoise.getNonDenoisableElements({}).empty());
+    // After the copy of the settings: the dialog starts with the most advanced mode.
+    dialog.setModes(graph.denoise.getAvailableModes());
+    // Its right edge at the button's left edge, a little above it, once its size is known.
+    const AutoSizedButton* button = postPanel->getDenoisePanel()->getCustomDenoiseButton();
+    const wxPoint anchor = button->GetScreenPosition();
+    smartPositionWindow(&dialog, wxPoint(anchor.x - dialog.GetSize().x, anchor.y - CUSTOM_DENOISE_RISE));
+    if (dialog.ShowModal() != wxID_OK) {
+        return;
+    }
+    graph.load.setElementFlag(ElementInfo::SELECTED_FOR_DENOISING, dialog.getSelectedElements());
+    settings->copyFrom(dialog.getSettings(), Conf::filterOf(PropertyCatalogue::denoisingIds()));
+    graph.denoise.start();
+}
+
 void MainFrame::onDenoiseStarted(const String& text) {
     progressDialog->setMessage(text);
     progressDialog->setProgress(0.f);
     progressDialog->Move(drawPanel->GetScreenPosition() + PROGRESS_OFFSET);
     progressDialog->Show();
+    postPanel->getDenoisePanel()->Enable(false);
 }
 
 void MainFrame::onDenoiseFinished() {
     progressDialog->Hide();
+    postPanel->getDenoisePanel()->Enable(true);
     refreshElements();
 }
 

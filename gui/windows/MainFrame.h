@@ -20,7 +20,10 @@ namespace Vespra::Wx {
 class AutoSizedButton;
 class DrawPanel;
 class ElementComboBox;
+class LightMixPanel;
 class MessageDialog;
+class PostprocessPanel;
+class PropertyCurvesEditor;
 class ProgressDialog;
 
 /// The editor's one top-level window: the toolbar, the image display and the side panel. It
@@ -73,6 +76,13 @@ public:
 
     /// "Denoise": every denoisable element in the most advanced mode the image allows.
     void denoise();
+    /// "Custom denoise...": the elements, mode and radius from a dialog, then the denoise.
+    void customDenoise();
+
+    /// "Editor...": the curves editor, made on first use, shown and raised.
+    void showCurvesEditor();
+    /// The curves editor once "Editor..." made it, else null.
+    PropertyCurvesEditor* getCurvesEditor() const { return curvesEditor; }
 
     /// Sizes the frame so that the image at its zoom fits, within the screen.
     void fitToImage();
@@ -89,6 +99,8 @@ public:
     /// The modal dialog now running (busy or prompt), else null.
     MessageDialog* getBusyDialog() const { return busyDialog; }
     ProgressDialog* getProgressDialog() const { return progressDialog; }
+    PostprocessPanel* getPostprocessPanel() const { return postPanel; }
+    LightMixPanel* getLightMixPanel() const { return lightMixPanel; }
 
     /// How the frame asks for paths; tests replace the system's dialogs.
     FileDialogs fileDialogs = FileDialogs::native();
@@ -98,6 +110,7 @@ private:
 
     void createToolbar();
     void createPanes();
+    void createSidePages();
     void fitSidePanel();
     void bindEvents();
     void bindWheelRedirect(wxWindow* window);
@@ -128,6 +141,8 @@ private:
 
     void onElementSelected();
     void onPictureChanged();
+    /// The curves editor's histogram follows the shown picture, at most every third of a second.
+    void scheduleCurvesRefresh();
     void restartBloomGlare();
     void onLightMixChanged();
     void markModified();
@@ -153,15 +168,17 @@ private:
     DrawPanel* drawPanel = nullptr;
     wxPanel* toolbar = nullptr;
     AuiNotebook* notebook = nullptr;
-    wxPanel* postPage = nullptr;
-    wxPanel* lightMixPage = nullptr;
+    PostprocessPanel* postPanel = nullptr;
+    LightMixPanel* lightMixPanel = nullptr;
     std::array<AutoSizedButton*, std::size_t(ToolbarButton::COUNT)> buttons{};
     ElementComboBox* elementComboBox = nullptr;
 
     MessageDialog* busyDialog = nullptr;
     ProgressDialog* progressDialog = nullptr;
+    PropertyCurvesEditor* curvesEditor = nullptr;
     Stack<SharedPtr<SettingsListener>> listeners;
     DelayedCallback titleCallback;
+    DelayedCallback curvesCallback;
 };
 
 } // namespace Vespra::Wx

@@ -20,6 +20,7 @@ namespace Vespra::Wx {
 namespace {
 
 using GuiTest::Input;
+using GuiTest::capture;
 using GuiTest::settle;
 using GuiTest::TestFrame;
 using GuiTest::waitUntil;
@@ -151,18 +152,6 @@ struct Fixture {
         panel->scrollBy(x, y);
     }
 };
-
-/// What the screen shows of the client area of `window`. The window's own device context reads
-/// the X server afresh each time; a screen context may answer an earlier picture.
-wxImage capture(wxWindow* window) {
-    const wxSize size = window->GetClientSize();
-    wxBitmap bitmap(std::max(size.x, 1), std::max(size.y, 1), 24);
-    wxClientDC source(window);
-    wxMemoryDC memory(bitmap);
-    memory.Blit(0, 0, size.x, size.y, &source, 0, 0);
-    memory.SelectObject(wxNullBitmap);
-    return bitmap.ConvertToImage();
-}
 
 /// The first pixel of the captured image panel that differs from the coordinates' encoding at
 /// the panel's zoom and scroll, as a text; empty when all agree.

@@ -4,7 +4,11 @@
 
 #include <gtest/gtest.h>
 #include <wx/app.h>
+#include <wx/dcclient.h>
+#include <wx/dcmemory.h>
 #include <wx/frame.h>
+#include <wx/stattext.h>
+#include <wx/timer.h>
 #include <wx/uiaction.h>
 #include <wx/utils.h>
 
@@ -40,6 +44,70 @@ Dialog* findShownModal(const Function<bool(Dialog&)>& accept = {}) {
     }
     return nullptr;
 }
+
+/// What `window` shows, its child windows included, read back from the X server.
+inline wxImage capture(wxWindow* window) {
+    const wxSize size = window->GetClientSize();
+    wxBitmap bitmap(std::max(size.x, 1), std::max(size.y, 1), 24);
+    wxClientDC source(window);
+    wxMemoryDC memory(bitmap);
+    memory.Blit(0, 0, size.x, size.y, &source, 0, 0);
+    memory.SelectObject(wxNullBitmap);
+    return bitmap.ConvertToImage();
+}
+
+/// The control of the row labelled `label` among the windows within `panel`: the first window
+/// of type `Control` made after the label, as a row's label is made before its control.
+template <class Control>
+Control* controlOf(wxWindow* panel, const wxString& label) {
+    bool labelSeen = false;
+    for (wxWindow* child : panel->GetChildren()) {
+        if (labelSeen) {
+            if (auto* control = dynamic_cast<Control*>(child)) {
+                return control;
+            }
+        } else if (dynamic_cast<wxStaticText*>(child) && child->GetLabel() == label) {
+            labelSeen = true;
+        } else if (Control* nested = controlOf<Control>(child, label)) {
+            return nested;
+        }
+    }
+    return nullptr;
+}
+
+/// Runs `drive` inside the modal loop of the next shown `Dialog`. A timer looks for it, since
+/// code after `ShowModal` runs only when the dialog ended. A dialog that never comes, or that
+/// the test leaves open, is a failure and is cancelled.
+template <class Dialog>
+class WhenShown : public wxTimer {
+public:
+    static constexpr std::chrono::seconds TIMEOUT{20};
+
+    explicit WhenShown(Function<void(Dialog&)> drive)
+        : drive(std::move(drive)), deadline(std::chrono::steady_clock::now() + TIMEOUT) {
+        Start(10);
+    }
+
+    void Notify() override {
+        Dialog* dialog = findShownModal<Dialog>();
+        if (dialog != nullptr && drive) {
+            // Once: the drive itself runs the loop again while it clicks.
+            const auto driveOnce = std::exchange(drive, nullptr);
+            driveOnce(*dialog);
+            deadline = std::chrono::steady_clock::now() + TIMEOUT;
+        } else if (std::chrono::steady_clock::now() > deadline) {
+            Stop();
+            ADD_FAILURE() << (dialog != nullptr ? "the dialog stayed open" : "no dialog came");
+            if (dialog != nullptr) {
+                dialog->EndModal(wxID_CANCEL);
+            }
+        }
+    }
+
+private:
+    Function<void(Dialog&)> drive;
+    std::chrono::steady_clock::time_point deadline;
+};
 
 /// Lets the toolkit handle what is queued now, the X server's answers included.
 inline void settle() {
@@ -89,8 +157,14 @@ public:
             point = wxPoint(window->GetClientSize().x / 2, window->GetClientSize().y / 2);
         }
         const wxPoint target = window->ClientToScreen(point);
-        simulator.MouseMove(target);
-        waitUntil([target] { return wxGetMousePosition() == target; }, 2000);
+        // A busy X server now and then drops a motion of the test extension: move again.
+        for (int attempt = 0; attempt < 3; ++attempt) {
+            simulator.MouseMove(target);
+            if (waitUntil([target] { return wxGetMousePosition() == target; }, 1000)) {
+                break;
+            }
+        }
+        EXPECT_EQ(wxGetMousePosition(), target) << "the pointer did not reach the window";
         settle();
     }
 

@@ -29,6 +29,7 @@
 #include "gui/windows/ProgressDialog.h"
 #include "settings/PropertyIds.h"
 #include "tests/foundation/TemporaryFolder.h"
+#include "tests/gui/FrameFixture.h"
 #include "tests/gui/GuiTestSupport.h"
 
 namespace Vespra::Wx {
@@ -38,191 +39,12 @@ using GuiTest::Input;
 using GuiTest::settle;
 using GuiTest::waitUntil;
 
-/// Loads and saves of small renders end well within this.
-constexpr int OPERATOR_TIMEOUT_MS = 20000;
-
-/// Writes a render of the sample scene: a frame of `width` by `height` of which only the
-/// top-left `dataWidth` by `dataHeight` pixels are rendered, so that large frames stay cheap.
-Io::Path writeRender(const Io::Path& path, int width, int height, int dataWidth, int dataHeight,
-                     std::uint64_t seed = 3) {
-    SampleGen::RenderJob job = SampleGen::wholeFrameJob(width, height, 1, seed);
-    job.dataWindow = Bucket::fromSize(dataWidth, dataHeight);
-    const auto saved = ExrSaver(false).save(SampleGen::renderSampleImage(job), path);
-    EXPECT_TRUE(saved.has_value()) << (saved ? "" : saved.error().toUtf8());
-    return path;
-}
-
-/// The message dialog with buttons that runs now (not a busy dialog), else null.
-MessageDialog* shownMessageDialog() {
-    return GuiTest::findShownModal<MessageDialog>([](MessageDialog& dialog) { return !dialog.getButtons().empty(); });
-}
-
-/// The dialog breaks long lines where it likes: texts are compared with every break a space.
-wxString flat(wxString text) {
-    text.Replace("\n", " ");
-    return text;
-}
-
-/// Clicks the button labelled `label` of the next message dialog with buttons, and records
-/// the dialog's text. A timer looks for the dialog: a wait would run the modal loops of the
-/// busy dialogs that may come first, and so could never return to look.
-class Answer : public wxTimer {
-public:
-    Answer(const wxString& label, wxString* shownText)
-        : label(label), shownText(shownText),
-          deadline(std::chrono::steady_clock::now() + std::chrono::milliseconds(OPERATOR_TIMEOUT_MS)) {
-        Start(10);
-    }
-
-    void Notify() override {
-        wxDialog* dialog = shownMessageDialog();
-        std::vector<wxWindow*> buttons;
-        if (dialog) {
-            buttons = static_cast<MessageDialog*>(dialog)->getButtons();
-        } else if (ImageSaveSettingsDialog* saveDialog = GuiTest::findShownModal<ImageSaveSettingsDialog>()) {
-            dialog = saveDialog;
-            buttons = {saveDialog->getSaveButton(), saveDialog->getCancelButton()};
-        }
-        if (!dialog) {
-            if (std::chrono::steady_clock::now() > deadline) {
-                Stop();
-                ADD_FAILURE() << "no question came for \"" << label << "\"";
-            }
-            return;
-        }
-        Stop();
-        if (shownText) {
-            for (wxWindow* child : dialog->GetChildren()) {
-                if (child->GetLabel().length() > 30) {
-                    *shownText = flat(child->GetLabel());
-                }
-            }
-        }
-
-        for (wxWindow* button : buttons) {
-            if (button->GetLabel() == label) {
-                Input().click(button);
-                return;
-            }
-        }
-        ADD_FAILURE() << "no button \"" << label << "\"";
-        dialog->EndModal(wxID_CANCEL);
-    }
-
-private:
-    wxString label;
-    wxString* shownText;
-    std::chrono::steady_clock::time_point deadline;
-};
-
-/// A frame on its own settings and graph, with file dialogs that answer what the test says and
-/// count how often they were asked.
-class FrameFixture : public ::testing::Test {
-protected:
-    void SetUp() override {
-        configHome = folder.path().std() / "config";
-        std::filesystem::create_directories(configHome);
-        setenv("XDG_CONFIG_HOME", configHome.c_str(), 1);
-        frame = new MainFrame(nullptr, settings, *graph);
-        frame->fileDialogs.open = [this](wxWindow*, const String&, const String&, const Io::Path& start) {
-            ++openDialogs;
-            lastStartFolder = start;
-            return nextOpen;
-        };
-        frame->fileDialogs.openMany = [this](wxWindow*, const String&, const String&, const Io::Path&) {
-            ++openDialogs;
-            return nextMerge;
-        };
-        frame->fileDialogs.save = [this](wxWindow*, const String&, const String& filter, const Io::Path& suggested) {
-            ++saveDialogs;
-            lastSaveFilter = filter;
-            lastSuggested = suggested;
-            return nextSave;
-        };
-        // Counts the ends of loads as the operator reports them, ahead of the frame.
-        for (auto* callback : {&graph->load.onFinished, &graph->load.onError}) {
-            *callback = [this, frameCallback = *callback](const String& text) {
-                ++loadsEnded;
-                frameCallback(text);
-            };
-        }
-        graph->denoise.onFinished = [this, frameCallback = graph->denoise.onFinished](const String& text) {
-            ++denoisesEnded;
-            frameCallback(text);
-        };
-        frame->SetPosition(wxPoint(20, 20));
-        frame->Show();
-        ASSERT_TRUE(waitUntil([this] { return frame->IsShownOnScreen(); }));
-        frame->Raise();
-        settle();
-    }
-
-    void TearDown() override {
-        if (frameAlive()) {
-            frame->Destroy();
-        }
-        settle();
-        unsetenv("XDG_CONFIG_HOME");
-    }
-
-    /// Answers the next question with the button labelled `label`.
-    void whenAsked(const wxString& label, wxString* shownText = nullptr) {
-        answers.push_back(std::make_unique<Answer>(label, shownText));
-    }
-
-    bool frameAlive() const {
-        return std::find(wxTopLevelWindows.begin(), wxTopLevelWindows.end(), frame) != wxTopLevelWindows.end() &&
-               !frame->IsBeingDeleted();
-    }
-
-    /// Opens `paths` through the frame and waits until the load has ended.
-    void open(Array<Io::Path> paths) {
-        const int before = loadsEnded;
-        frame->openImages(std::move(paths));
-        waitForLoad(before);
-    }
-
-    /// Waits until more than `before` loads have ended and the frame has taken the end in.
-    /// The frame's busy dialog runs modally in the first round of events after the load
-    /// started, and that round returns only once the end has been handled.
-    void waitForLoad(int before) {
-        ASSERT_TRUE(waitUntil([&] { return loadsEnded > before; }, OPERATOR_TIMEOUT_MS));
-        settle();
-        ASSERT_TRUE(waitUntil([this] { return (frame->getState() & MainFrame::LOADING) == 0; }, OPERATOR_TIMEOUT_MS));
-    }
-
-    void change() {
-        settings->set(PropertyId::SIMPLE_EXPOSURE, Property(1.5f));
-        ASSERT_TRUE(waitUntil([this] { return (frame->getState() & MainFrame::MODIFIED) != 0; }));
-    }
-
-    Io::Path file(const char* name) const { return Io::Path(folder.path().std() / name); }
-
-    std::string expectedTitle(const std::string& status) const {
-        const std::string title = "Vespra Image Editor " + Utils::getLibVersion().toUtf8();
-        return status.empty() ? title : title + " (" + status + ")";
-    }
-
-    bool titleIs(const std::string& expected) const { return frame->GetTitle().ToStdString() == expected; }
-
-    TemporaryFolder folder;
-    std::filesystem::path configHome;
-    SharedPtr<Settings> settings = makeShared<Settings>();
-    AutoPtr<Pipeline::OperatorGraph> graph = makeAuto<Pipeline::OperatorGraph>(*settings);
-    MainFrame* frame = nullptr;
-
-    std::vector<std::unique_ptr<Answer>> answers;
-    std::atomic<int> loadsEnded = 0;
-    std::atomic<int> denoisesEnded = 0;
-    int openDialogs = 0;
-    int saveDialogs = 0;
-    Io::Path nextOpen;
-    Stack<Io::Path> nextMerge;
-    Io::Path nextSave;
-    Io::Path lastStartFolder;
-    Io::Path lastSuggested;
-    String lastSaveFilter;
-};
+using GuiTest::Answer;
+using GuiTest::FrameFixture;
+using GuiTest::flat;
+using GuiTest::OPERATOR_TIMEOUT_MS;
+using GuiTest::shownMessageDialog;
+using GuiTest::writeRender;
 
 TEST_F(FrameFixture, AnEmptyFrameEnablesOnlyOpenAndMergeAndTitlesItselfPlainly) {
     EXPECT_EQ(frame->getState(), 0u);
@@ -496,61 +318,6 @@ TEST_F(FrameFixture, TheLastFolderIsKeptInTheUsersPreferencesOnceAFileWasChosen)
     EXPECT_EQ(lastStartFolder, Io::Path(folder.path().nativeStr() + u"/renders/"));
 }
 
-TEST_F(FrameFixture, DenoiseAddsTheDenoisedElementsToTheList) {
-    SampleGen::RenderJob job = SampleGen::wholeFrameJob(32, 24, 2);
-    const Io::Path render = file("noisy.vxr");
-    ASSERT_TRUE(ExrSaver(false).save(SampleGen::renderSampleImage(job), render).has_value());
-    open({render});
-    const auto denoisedItems = [&] {
-        int count = 0;
-        for (const ComboBox::Item& item : frame->getElementComboBox()->getData()) {
-            count += item.text.EndsWith(" [Denoised]");
-        }
-        return count;
-    };
-    EXPECT_EQ(denoisedItems(), 0);
-    frame->denoise();
-    ASSERT_TRUE(waitUntil([&] { return denoisesEnded > 0; }, OPERATOR_TIMEOUT_MS));
-    // The most advanced mode the image has the data for was chosen.
-    EXPECT_EQ(settings->get(PropertyId::DENOISE_FILTER_TYPE).asInt(), std::int32_t(graph->denoise.getAvailableModes()[0]));
-    EXPECT_TRUE(waitUntil([&] { return denoisedItems() == int(graph->denoise.getDenoisableElements({}).size()); }))
-        << denoisedItems();
-    EXPECT_GT(denoisedItems(), 0);
-}
-
-TEST_F(FrameFixture, TheProgressOfADenoiseShowsAndItsXCancels) {
-    SampleGen::RenderJob job = SampleGen::wholeFrameJob(512, 384, 4);
-    const Io::Path render = file("large.vxr");
-    ASSERT_TRUE(ExrSaver(false).save(SampleGen::renderSampleImage(job), render).has_value());
-    open({render});
-    ProgressDialog* progress = frame->getProgressDialog();
-    EXPECT_FALSE(progress->IsShown());
-    frame->denoise();
-    ASSERT_TRUE(waitUntil([&] { return progress->IsShownOnScreen() && progress->getProgress() > 0; },
-                          OPERATOR_TIMEOUT_MS));
-    EXPECT_EQ(progress->GetScreenPosition(), frame->getDrawPanel()->GetScreenPosition() + wxPoint(15, 15));
-    {
-        // For review: what the dialog looks like, beside the editor's own screenshot.
-        const wxSize size = progress->GetClientSize();
-        wxBitmap shot(size.x, size.y, 24);
-        wxClientDC screen(progress);
-        wxMemoryDC memory(shot);
-        memory.Blit(0, 0, size.x, size.y, &screen, 0, 0);
-        memory.SelectObject(wxNullBitmap);
-        EXPECT_TRUE(shot.SaveFile(VESPRA_BUILD_DIR "/progress.png", wxBITMAP_TYPE_PNG));
-    }
-    const auto clicked = std::chrono::steady_clock::now();
-    Input().click(progress->getCancelButton());
-    // Cancelling stops the filter at its next row: far within a second.
-    ASSERT_TRUE(waitUntil([&] { return denoisesEnded > 0; }, 1000));
-    EXPECT_LT(std::chrono::steady_clock::now() - clicked, std::chrono::seconds(1));
-    EXPECT_TRUE(waitUntil([&] { return !progress->IsShown(); }));
-    const Array<ElementInfo> denoisable = graph->denoise.getDenoisableElements({});
-    const auto finished = std::ranges::count_if(
-        denoisable, [&](const ElementInfo& element) { return graph->denoise.holdsElement(element.name); });
-    EXPECT_LT(finished, std::ptrdiff_t(denoisable.size())) << "the run ended before all its elements";
-}
-
 TEST_F(FrameFixture, AScreenshotOfTheEditorWithTheSampleGoesToTheBuildFolder) {
     SampleGen::RenderJob job = SampleGen::wholeFrameJob(960, 540, 8);
     const Io::Path sample = file("sample.vxr");
@@ -564,14 +331,7 @@ TEST_F(FrameFixture, AScreenshotOfTheEditorWithTheSampleGoesToTheBuildFolder) {
     frame->Refresh();
     settle();
 
-    // What the frame shows, its child windows included, read back from the X server.
-    const wxSize size = frame->GetClientSize();
-    wxBitmap bitmap(size.x, size.y, 24);
-    wxClientDC screen(frame);
-    wxMemoryDC memory(bitmap);
-    memory.Blit(0, 0, size.x, size.y, &screen, 0, 0);
-    memory.SelectObject(wxNullBitmap);
-    const wxImage image = bitmap.ConvertToImage();
+    const wxImage image = GuiTest::capture(frame);
     // The picture is there: the centre of the image is lit, not the panel's background.
     const wxPoint centre = frame->getDrawPanel()->GetPosition() + wxPoint(panel.x / 2, panel.y / 2);
     const int brightness = image.GetRed(centre.x, centre.y) + image.GetGreen(centre.x, centre.y) +

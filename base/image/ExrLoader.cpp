@@ -1,6 +1,7 @@
 #include "base/image/ExrLoader.h"
 
 #include <cerrno>
+#include <cmath>
 #include <cstring>
 #include <filesystem>
 
@@ -139,8 +140,9 @@ bool hasValidWindows(const ChannelImage& image) {
 }
 
 bool isValid(const ChannelImage& image) {
-    if (!hasValidWindows(image) || !image.findAttribute<float>(VxrAttribute::GAMMA) ||
-        image.channels.empty()) {
+    // A gamma that is no number would make the image fit no merge, not even with itself.
+    const auto* gamma = image.findAttribute<float>(VxrAttribute::GAMMA);
+    if (!hasValidWindows(image) || !gamma || !std::isfinite(gamma->value) || image.channels.empty()) {
         return false;
     }
     const Pixel size = image.getDataWindow().size();

@@ -50,10 +50,14 @@
 #include "gui/Library.h"
 #include "gui/widgets/GuiSkin.h"
 #include "gui/widgets/LibWx.h"
+#include "gui/widgets/Spinner.h"
 #include "gui/widgets/WindowUtils.h"
 #include "gui/windows/DrawPanel.h"
 #include "gui/windows/ElementComboBox.h"
+#include "gui/windows/LightMixPanel.h"
 #include "gui/windows/MainFrame.h"
+#include "gui/windows/ColorMapPanel.h"
+#include "gui/windows/PostprocessPanel.h"
 #include "settings/PropertyIds.h"
 #include "settings/Settings.h"
 
@@ -606,6 +610,86 @@ void exposureToPicture(benchmark::State& state) {
     }
 }
 
+/// The spinner whose drag a benchmark measures.
+using SpinnerOf = Function<Wx::Spinner*(Editor&)>;
+
+/// A drag of `spinnerOf` up and down as the spinner's own drag moves it: every motion a step
+/// of the value with notification, the next motion once the picture of the last one is painted.
+/// Answers repaints per second of the whole frame at 1:1.
+void spinnerDrag(benchmark::State& state, const SpinnerOf& spinnerOf, double low, double high,
+                 const char* what) {
+    try {
+        const Io::Path path = sampleRender(FRAME_WIDTH, FRAME_HEIGHT, FRAME_PASSES);
+        Editor& session = editor();
+        session.show(path);
+        session.roomForWholePicture();
+        Wx::Spinner* spinner = spinnerOf(session);
+        constexpr int STEPS = 20;
+        const double step = (high - low) / STEPS;
+        std::size_t repaints = 0;
+        double seconds = 0.;
+        std::vector<double> paints;
+        int direction = 1;
+        spinner->setValue(low, true);
+        for (auto _ : state) {
+            session.settle();
+            session.watch->clear();
+            const Clock::time_point start = Clock::now();
+            for (int i = 1; i <= STEPS; ++i) {
+                const std::size_t painted = session.watch->pictures.size();
+                spinner->setValue(direction > 0 ? low + i * step : high - i * step, true);
+                if (!runUntil([&] { return session.watch->pictures.size() > painted; }, PAINT_LIMIT)) {
+                    throw std::runtime_error(std::string("no paint followed a step of ") + what);
+                }
+            }
+            syncWithDisplay();
+            const double elapsed = std::chrono::duration<double>(Clock::now() - start).count();
+            seconds += elapsed;
+            repaints += session.watch->pictures.size();
+            for (const PaintWatch::Paint& paint : session.watch->pictures) {
+                paints.push_back(paint.milliseconds());
+            }
+            state.SetIterationTime(elapsed / STEPS);
+            direction = -direction;
+        }
+        const double repaintsPerSecond = double(repaints) / seconds;
+        Figures figures;
+        figures.paintMs = median(paints);
+        figures.visiblePercent = 100. * session.visibleFraction();
+        figures.repaintsPerSecond = repaintsPerSecond;
+        figures.report(state);
+        const wxSize shown = session.shownSize();
+        state.SetItemsProcessed(state.iterations() * std::int64_t(shown.x) * shown.y);
+        state.SetLabel(fmt::format("{}x{} 1:1 {}x{} shown {:.1f} repaints/s (goal 20)", FRAME_WIDTH, FRAME_HEIGHT,
+                                   shown.x, shown.y, repaintsPerSecond));
+    } catch (const std::exception& error) {
+        state.SkipWithError(error.what());
+    }
+}
+
+void exposureSpinnerDrag(benchmark::State& state) {
+    spinnerDrag(
+        state,
+        [](Editor& session) -> Wx::Spinner* {
+            session.settings->set(PropertyId::USE_PHOTOGRAPHIC, Property(false));
+            return session.frame->getPostprocessPanel()->getColorMapPanel()->getExposureSpinner();
+        },
+        -1., 1., "the exposure");
+}
+
+void lightMixSpinnerDrag(benchmark::State& state) {
+    spinnerDrag(
+        state,
+        [](Editor& session) -> Wx::Spinner* {
+            const auto rows = session.frame->getLightMixPanel()->getRows();
+            if (rows.empty()) {
+                throw std::runtime_error("the sample has no LightMix layers");
+            }
+            return rows[0].intensity;
+        },
+        0.5, 2., "a LightMix intensity");
+}
+
 void scrollByLines(benchmark::State& state) {
     try {
         const Io::Path path = sampleRender(LARGE_WIDTH, LARGE_HEIGHT, LARGE_PASSES);
@@ -685,6 +769,16 @@ BENCHMARK(exposureToPicture)
     ->Unit(benchmark::kMillisecond)
     ->UseManualTime()
     ->Iterations(40);
+BENCHMARK(exposureSpinnerDrag)
+    ->Name("Editor/exposureSpinnerDrag")
+    ->Unit(benchmark::kMillisecond)
+    ->UseManualTime()
+    ->Iterations(6);
+BENCHMARK(lightMixSpinnerDrag)
+    ->Name("Editor/lightMixSpinnerDrag")
+    ->Unit(benchmark::kMillisecond)
+    ->UseManualTime()
+    ->Iterations(6);
 BENCHMARK(scrollByLines)
     ->Name("Editor/scrollByLines")
     ->Unit(benchmark::kMillisecond)

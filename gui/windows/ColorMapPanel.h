@@ -19,6 +19,7 @@ public:
     void setOnCurvesEditor(Function<void()> action) { onCurvesEditor = std::move(action); }
 
     AutoSizedButton* getCurvesEditorButton() const { return curvesEditorButton; }
+    Spinner* getExposureSpinner() const { return exposure.spinner; }
 
 private:
     void createExposureRows();

@@ -18,7 +18,8 @@ namespace {
 
 const wxSize BUTTON_SIZE(0, 24);
 const wxSize COLOR_SIZE(35, 18);
-constexpr int SPINNER_WIDTH = 35;
+/// Wide enough for "1.000" in the desktop's usual interface fonts.
+constexpr int SPINNER_WIDTH = 52;
 constexpr double MAX_INTENSITY = 100000.;
 constexpr int NAME_WIDTH = 100;
 constexpr int UNAVAILABLE_WIDTH = 210;

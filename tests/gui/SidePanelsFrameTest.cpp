@@ -18,6 +18,7 @@
 #include "gui/widgets/CollapsiblePanel.h"
 #include "gui/widgets/ComboBox.h"
 #include "gui/widgets/ItemSelectPanel.h"
+#include "gui/widgets/ColorPickerButton.h"
 #include "gui/widgets/Spinner.h"
 #include "gui/windows/ColorMapPanel.h"
 #include "gui/windows/DenoisePanel.h"
@@ -330,6 +331,32 @@ TEST_F(SidePanels, EditorOpensTheCurvesEditorOnceAndSwitchingTheCurvesOffHidesIt
     settings->set(PropertyId::CURVES_ENABLE, Property(false));
     EXPECT_TRUE(waitUntil([&] { return !editor->IsShown(); }));
     EXPECT_FALSE(editorButton->IsEnabled());
+}
+
+TEST_F(SidePanels, ScreenshotsOfBothPagesGoToTheBuildFolder) {
+    SampleGen::RenderJob job = SampleGen::wholeFrameJob(640, 360, 8);
+    const Io::Path sample = file("sample.vxr");
+    ASSERT_TRUE(ExrSaver(false).save(SampleGen::renderSampleImage(job), sample).has_value());
+    open({sample});
+    settings->set(PropertyId::BLOOM_GLARE_ENABLED, Property(true));
+    settings->set(PropertyId::CURVES_ENABLE, Property(true));
+    showSection(Section::TONE_MAPPING);
+    post()->getSection(Section::BLOOM_GLARE)->setCollapsed(false);
+    post()->FitInside();
+    frame->Refresh();
+    settle();
+    const wxImage postShot = GuiTest::capture(frame);
+    EXPECT_TRUE(postShot.SaveFile(VESPRA_BUILD_DIR "/post-page.png", wxBITMAP_TYPE_PNG));
+
+    showPage(lightMix());
+    ASSERT_FALSE(lightMix()->getRows().empty());
+    lightMix()->getRows()[1].color->setColor(Rgb(1.f, 0.6f, 0.2f), true);
+    lightMix()->getRows()[0].intensity->setValue(2.5, true);
+    ASSERT_TRUE(waitUntil([&] { return frame->getElementComboBox()->currentName() == LIGHT_MIX_INTERACTIVE_NAME; }));
+    frame->Refresh();
+    settle();
+    const wxImage lightMixShot = GuiTest::capture(frame);
+    EXPECT_TRUE(lightMixShot.SaveFile(VESPRA_BUILD_DIR "/lightmix-page.png", wxBITMAP_TYPE_PNG));
 }
 
 } // namespace

@@ -37,6 +37,7 @@
 #include "settings/Conf.h"
 #include "settings/PropertyCatalogue.h"
 #include "settings/PropertyIds.h"
+#include "settings/ValidatingSettings.h"
 
 namespace Vespra::Wx {
 
@@ -811,8 +812,11 @@ void MainFrame::loadSettings(ArrayView<const std::int32_t> propertyIds, const St
     }
     const auto filter = Conf::filterOf(propertyIds);
     Settings loaded;
+    // Through the checks of each value: a line of the wrong type fails here with its line
+    // number, not later in a control that reads the property as its own type.
+    ValidatingSettings checked(loaded);
     try {
-        Conf::parse(path, {}, loaded, nullptr, filter);
+        Conf::parse(path, {}, checked, nullptr, filter);
     } catch (const Exception& error) {
         showError(u"Settings cannot be loaded. " + error.getMessage());
         return;

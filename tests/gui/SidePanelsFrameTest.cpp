@@ -124,6 +124,17 @@ protected:
         return largest;
     }
 
+    /// Clicks `button` until it asked for a file. Right after a load, the X server may still
+    /// hold a click for the busy dialog that just went.
+    void clickForFile(wxWindow* button, const int& dialogsAsked) {
+        const int before = dialogsAsked;
+        for (int attempt = 0; attempt < 3 && dialogsAsked == before; ++attempt) {
+            input.click(button);
+            waitUntil([&] { return dialogsAsked > before; }, 1000);
+        }
+        EXPECT_GT(dialogsAsked, before) << "the click asked for no file";
+    }
+
     int denoisedItems() const {
         int count = 0;
         for (const ComboBox::Item& item : frame->getElementComboBox()->getData()) {
@@ -156,7 +167,7 @@ TEST_F(SidePanels, PostAndLightMixSettingsRoundTripThroughTheirOwnFiles) {
 
     showSection(Section::TONE_MAPPING);
     nextSave = file("post.conf");
-    input.click(post()->getSaveButton());
+    clickForFile(post()->getSaveButton(), saveDialogs);
     ASSERT_TRUE(std::filesystem::exists(nextSave.std()));
     const std::string postText = readText(nextSave);
     EXPECT_NE(postText.find("colorMap.simpleExposure"), std::string::npos) << postText;
@@ -165,7 +176,7 @@ TEST_F(SidePanels, PostAndLightMixSettingsRoundTripThroughTheirOwnFiles) {
 
     showPage(lightMix());
     nextSave = file("lightmix.conf");
-    input.click(lightMix()->getSaveButton());
+    clickForFile(lightMix()->getSaveButton(), saveDialogs);
     ASSERT_TRUE(std::filesystem::exists(nextSave.std()));
     const std::string lightMixText = readText(nextSave);
     EXPECT_NE(lightMixText.find("colorMap.lightmixIntensities"), std::string::npos) << lightMixText;
@@ -176,7 +187,7 @@ TEST_F(SidePanels, PostAndLightMixSettingsRoundTripThroughTheirOwnFiles) {
     std::vector<float> changed(mixed.size(), 4.f);
     settings->set(PropertyId::LIGHTMIX_INTENSITIES, Property(ArrayView<const float>(changed.data(), changed.size())));
     nextOpen = file("lightmix.conf");
-    input.click(lightMix()->getLoadButton());
+    clickForFile(lightMix()->getLoadButton(), openDialogs);
     EXPECT_TRUE(waitUntil([&] { return intensitiesOf(*settings) == mixed; }));
     EXPECT_EQ(settings->get(PropertyId::SIMPLE_EXPOSURE).asFloat(), -3.f);
     EXPECT_FLOAT_EQ(float(lightMix()->getRows()[0].intensity->getValue()), 0.5f);
@@ -184,7 +195,7 @@ TEST_F(SidePanels, PostAndLightMixSettingsRoundTripThroughTheirOwnFiles) {
     showPage(post());
     nextOpen = file("post.conf");
     settings->set(PropertyId::LIGHTMIX_INTENSITIES, Property(ArrayView<const float>(changed.data(), changed.size())));
-    input.click(post()->getLoadButton());
+    clickForFile(post()->getLoadButton(), openDialogs);
     EXPECT_TRUE(waitUntil([&] { return settings->get(PropertyId::SIMPLE_EXPOSURE).asFloat() == 1.25f; }));
     EXPECT_EQ(intensitiesOf(*settings), changed);
 
@@ -194,11 +205,20 @@ TEST_F(SidePanels, PostAndLightMixSettingsRoundTripThroughTheirOwnFiles) {
     nextOpen = damaged;
     wxString message;
     whenAsked("OK", &message);
-    input.click(post()->getLoadButton());
+    clickForFile(post()->getLoadButton(), openDialogs);
     EXPECT_TRUE(waitUntil([&] { return !message.empty(); }));
     EXPECT_TRUE(message.StartsWith(GuiTest::flat("Settings cannot be loaded. Error in.conf file '" +
                                                  toWx(damaged.genericStr()) + "' (line 2) : Unknown property.")))
         << message;
+    EXPECT_EQ(settings->get(PropertyId::SIMPLE_EXPOSURE).asFloat(), 1.25f);
+
+    // A value of the wrong type is a damaged line too, not a crash of a control.
+    std::ofstream(damaged.std()) << "bool colorMap.simpleExposure = true\n";
+    message.clear();
+    whenAsked("OK", &message);
+    clickForFile(post()->getLoadButton(), openDialogs);
+    EXPECT_TRUE(waitUntil([&] { return !message.empty(); }));
+    EXPECT_TRUE(message.StartsWith("Settings cannot be loaded. Error in.conf file")) << message;
     EXPECT_EQ(settings->get(PropertyId::SIMPLE_EXPOSURE).asFloat(), 1.25f);
 }
 

@@ -156,7 +156,7 @@ Optional<ImageSaveSettings> ImageSaveSettingsDialog::requestSettingsFromUser(wxW
 
 ImageSaveSettingsDialog::ImageSaveSettingsDialog(wxWindow* parent, ImageFormat format,
                                                  const ImageSaveSettings& initial)
-    : wxDialog(parent, wxID_ANY, localized(Str::getFormatted("{} settings", String(getFormatName(format)))),
+    : ModalDialog(parent, wxID_ANY, localized(Str::getFormatted("{} settings", String(getFormatName(format)))),
                wxDefaultPosition, wxDefaultSize, wxCAPTION | wxCLOSE_BOX | wxSYSTEM_MENU),
       format(format) {
     // The skin before the controls, which shade their own fields from it.

@@ -4,11 +4,10 @@
 #include <utility>
 #include <vector>
 
-#include <wx/dialog.h>
-
 #include "foundation/Optional.h"
 #include "foundation/String.h"
 #include "foundation/image/ImageFormat.h"
+#include "gui/widgets/ModalDialog.h"
 
 namespace Vespra::Wx {
 
@@ -21,7 +20,7 @@ class Spinner;
 /// depth (PNG, TIFF, EXR), compression (PNG as a zip level, TIFF, EXR, TGA as a method), quality
 /// (JPEG) and whether alpha is written (PNG, TIFF, EXR, TGA). Every choice it offers passes
 /// `validateSaveSettings`. "Save" or Enter confirms, "Cancel", Escape or the close box cancel.
-class ImageSaveSettingsDialog : public wxDialog {
+class ImageSaveSettingsDialog : public ModalDialog {
 public:
     /// Remembers the settings a user confirmed last, so that the next dialog of the run starts with them.
     class DefaultsProvider {

@@ -3,10 +3,9 @@
 #include <initializer_list>
 #include <vector>
 
-#include <wx/dialog.h>
-
 #include "foundation/Containers.h"
 #include "foundation/String.h"
+#include "gui/widgets/ModalDialog.h"
 
 namespace Vespra::Wx {
 
@@ -57,7 +56,7 @@ private:
 };
 
 /// A modal message with an icon, a text and buttons, in the skin's colours.
-class MessageDialog : public wxDialog {
+class MessageDialog : public ModalDialog {
 public:
     MessageDialog() = default;
 

@@ -1,5 +1,8 @@
 #include "gui/widgets/ZoomableScrollable.h"
 
+#include <wx/utils.h>
+#include <wx/window.h>
+
 namespace Vespra::Wx {
 
 namespace {
@@ -8,6 +11,14 @@ namespace {
 constexpr int LINES_PER_NOTCH = 3;
 /// The pinch that makes one zoom level: a doubling or halving of the picture.
 constexpr double MAGNIFICATION_PER_LEVEL = 1.;
+
+/// Where the pointer is now, in the coordinates of the window of `event`. A fast turn of the wheel
+/// queues several events whose positions the X server fixed before the first zoom moved the
+/// window; the pointer itself has not moved.
+wxPoint pointerNow(const wxMouseEvent& event) {
+    const auto* window = dynamic_cast<const wxWindow*>(event.GetEventObject());
+    return window ? window->ScreenToClient(wxGetMousePosition()) : event.GetPosition();
+}
 
 } // namespace
 
@@ -31,7 +42,7 @@ void ZoomableScrollable::onWheel(wxMouseEvent& event) {
     } else if (event.ControlDown()) {
         scrollLines(0, -notches * LINES_PER_NOTCH);
     } else {
-        zoomBy(notches, event.GetPosition());
+        zoomBy(notches, pointerNow(event));
     }
 }
 
@@ -40,7 +51,7 @@ void ZoomableScrollable::onMagnify(wxMouseEvent& event) {
     const int steps = int(pendingMagnification / MAGNIFICATION_PER_LEVEL);
     if (steps != 0) {
         pendingMagnification -= steps * MAGNIFICATION_PER_LEVEL;
-        zoomBy(steps, event.GetPosition());
+        zoomBy(steps, pointerNow(event));
     }
 }
 

@@ -106,7 +106,7 @@ String DenoiseSelectDialog::getModeLabel(DenoisingMode mode) {
 }
 
 DenoiseSelectDialog::DenoiseSelectDialog(wxWindow* parent, const wxPoint& position)
-    : wxDialog(parent, wxID_ANY, TITLE, position, wxDefaultSize, wxCAPTION | wxSYSTEM_MENU | wxCLOSE_BOX) {
+    : ModalDialog(parent, wxID_ANY, TITLE, position, wxDefaultSize, wxCAPTION | wxSYSTEM_MENU | wxCLOSE_BOX) {
     // The skin before the controls, which take their colours from their parents.
     applySkinRecursive(this, activeSkin());
     setVespraIcon(this);

@@ -1,11 +1,10 @@
 #pragma once
 
-#include <wx/dialog.h>
-
 #include "base/image/ElementInfo.h"
 #include "foundation/Containers.h"
 #include "foundation/String.h"
 #include "gui/widgets/ItemSelectPanel.h"
+#include "gui/widgets/ModalDialog.h"
 #include "settings/DenoisingMode.h"
 #include "settings/Settings.h"
 
@@ -20,7 +19,7 @@ class StaticText;
 /// Asks which render elements to denoise, in which mode and with which radius. The mode and the
 /// radius live in the dialog's own `Settings`, so that Cancel changes nothing: the caller copies
 /// them out after "Denoise" (`wxID_OK`). "Cancel", Escape and the close box answer `wxID_CANCEL`.
-class DenoiseSelectDialog : public wxDialog {
+class DenoiseSelectDialog : public ModalDialog {
 public:
     explicit DenoiseSelectDialog(wxWindow* parent, const wxPoint& position = wxDefaultPosition);
 

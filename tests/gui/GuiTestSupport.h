@@ -201,8 +201,11 @@ public:
     void wheel(int notches) {
         const wxString command =
             wxString::Format("xdotool click --repeat %d %d", std::abs(notches), notches > 0 ? 4 : 5);
-        // NODISABLE: a synchronous run otherwise disables every window, which then drops the wheel.
-        EXPECT_EQ(wxExecute(command, wxEXEC_SYNC | wxEXEC_NODISABLE), 0) << "xdotool is needed to turn the wheel";
+        // NOEVENTS: waiting without an event loop of its own, whose input would reach windows under
+        // a modal dialog and whose nesting GTK mistakes for the dialog's. NODISABLE: a disabled
+        // window would drop the wheel, which the X server delivers once this returns.
+        EXPECT_EQ(wxExecute(command, wxEXEC_SYNC | wxEXEC_NOEVENTS | wxEXEC_NODISABLE), 0)
+            << "xdotool is needed to turn the wheel";
         settle();
     }
 

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 #include <wx/app.h>
+#include <wx/evtloop.h>
+#include <wx/timer.h>
 
 #include "gui/widgets/MessageDialog.h"
 #include "tests/gui/GuiTestSupport.h"
@@ -79,6 +81,46 @@ TEST(MessageDialog, HelpersAnswerByTheKeysOfTheirButtons) {
         Input().click(dialog.getButtons()[1]);
     });
     EXPECT_FALSE(showOkCancelDialog(nullptr, u"Vespra Image Editor", u"Go on?"));
+}
+
+TEST(MessageDialog, EndedWhileAMessageIsUpInsideItEndsOnceThatMessageIsAnswered) {
+    const MessageDialogControl* controls[] = {&MessageDialogControl::OUTSIDE_CLOSE};
+    MessageDialog busy;
+    ASSERT_TRUE(busy.create(nullptr, u"", u"Saving image.", MessageDialogIcon::INFORMATION, controls));
+    bool errorAnswered = false;
+    // A job's error shows inside the busy message's loop, and the job's end asks the busy message
+    // to close while the error is still up.
+    wxTheApp->CallAfter([&] {
+        ASSERT_TRUE(waitUntil([&] { return busy.IsModal() && busy.IsShownOnScreen(); }));
+        wxTheApp->CallAfter([&] {
+            MessageDialog* error = nullptr;
+            ASSERT_TRUE(waitUntil([&] {
+                error = GuiTest::findShownModal<MessageDialog>([&](MessageDialog& dialog) { return &dialog != &busy; });
+                return error != nullptr;
+            }));
+            EXPECT_TRUE(busy.hasModalDialogInside());
+            busy.EndModal(MessageDialogControl::OUTSIDE_CLOSE.getId());
+            GuiTest::settle();
+            EXPECT_TRUE(error->IsModal() && error->IsShownOnScreen()) << "the error went with the busy message";
+            EXPECT_TRUE(busy.IsModal()) << "the busy message ended under the error";
+            Input().moveTo(error, wxPoint(4, 4));
+            Input().click(error->getButtons()[0]);
+        });
+        showOkDialog(nullptr, u"Vespra Image Editor", u"Image cannot be saved.", MessageDialogIcon::ERROR_ICON);
+        errorAnswered = true;
+    });
+    // Ended on GTK's own terms, the busy message's loop would run for good; this ends it instead.
+    bool stuck = false;
+    wxTimer watchdog;
+    watchdog.Bind(wxEVT_TIMER, [&](wxTimerEvent&) {
+        stuck = true;
+        wxEventLoopBase::GetActive()->Exit();
+    });
+    watchdog.StartOnce(20000);
+    EXPECT_EQ(busy.ShowModal(), MessageDialogControl::OUTSIDE_CLOSE.getId());
+    watchdog.Stop();
+    EXPECT_TRUE(errorAnswered);
+    EXPECT_FALSE(stuck) << "the busy message's loop ran on after the error was answered";
 }
 
 } // namespace

@@ -10,6 +10,7 @@
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
+#include <wx/evtloop.h>
 #include <wx/timer.h>
 
 #include "gui/widgets/ColorPickerButton.h"
@@ -56,13 +57,24 @@ bool mayClick(wxWindow* window, wxWindow* frame) {
 /// that its own clicks open.
 class Monkey : public wxTimer {
 public:
-    Monkey(MainFrame* frame, unsigned seed, int events) : frame(frame), random(seed), remaining(events) {}
+    Monkey(MainFrame* frame, unsigned seed, int events)
+        : frame(frame), random(seed), remaining(events), baseLoop(wxEventLoopBase::GetActive()) {}
 
     /// All events sent, and the dialogs they left open closed.
     bool done() const { return finished; }
     int sent() const { return count; }
+    /// The windows there were each time an event loop had to be ended that no dialog owned.
+    const std::vector<std::string>& strayModalLoops() const { return strayLoops; }
 
     void Notify() override {
+        wxEventLoopBase* const loop = wxEventLoopBase::GetActive();
+        // The yields of an event still being sent run this timer too: acting there would nest
+        // one event inside the last, and the stack would grow with every event. Only a modal
+        // loop that an event opened gets events of its own.
+        if (!actingIn.empty() && actingIn.back() == loop) {
+            StartOnce(5);
+            return;
+        }
         if (remaining <= 0) {
             closeDialogs();
             return;
@@ -75,7 +87,9 @@ public:
         // Armed before the event: a click may open a modal dialog whose loop only ends when
         // later events close it.
         StartOnce(1);
+        actingIn.push_back(loop);
         act();
+        actingIn.pop_back();
     }
 
 private:
@@ -197,15 +211,24 @@ private:
     }
 
     /// Ends the modal loops the last events left open, one per tick, innermost first: the
-    /// test's own wait runs below them.
+    /// test's own wait runs below them, and ending an outer one first would quit the inner
+    /// loop while its dialog still counted as shown. The newest dialog is the innermost.
     void closeDialogs() {
-        for (wxWindow* window : wxTopLevelWindows) {
-            if (auto* dialog = dynamic_cast<wxDialog*>(window); dialog && dialog->IsModal()) {
+        for (auto window = wxTopLevelWindows.rbegin(); window != wxTopLevelWindows.rend(); ++window) {
+            if (auto* dialog = dynamic_cast<wxDialog*>(*window); dialog && dialog->IsModal()) {
                 dialog->EndModal(wxID_CANCEL);
                 quietTicks = 0;
                 StartOnce(10);
                 return;
             }
+        }
+        // A modal loop that no dialog shown as modal owns would never end: report it with the
+        // windows there are, and end it so that the test does.
+        if (wxEventLoopBase* const loop = wxEventLoopBase::GetActive(); loop != baseLoop) {
+            strayLoops.push_back(describeTopLevelWindows());
+            loop->Exit();
+            StartOnce(10);
+            return;
         }
         // A dialog that a last click opens shows a moment later: done after a quiet while.
         if (++quietTicks < QUIET_TICKS) {
@@ -213,6 +236,16 @@ private:
             return;
         }
         finished = true;
+    }
+
+    static std::string describeTopLevelWindows() {
+        std::string text;
+        for (wxWindow* window : wxTopLevelWindows) {
+            const auto* dialog = dynamic_cast<wxDialog*>(window);
+            text += fmt::format("[{} \"{}\" shown {} modal {}] ", wxString(window->GetClassInfo()->GetClassName()).utf8_string(),
+                                window->GetLabel().utf8_string(), window->IsShown(), dialog && dialog->IsModal());
+        }
+        return text;
     }
 
     static constexpr int QUIET_TICKS = 30;
@@ -223,6 +256,10 @@ private:
     int count = 0;
     bool finished = false;
     int quietTicks = 0;
+    /// The event loop of each event being sent, innermost last.
+    std::vector<wxEventLoopBase*> actingIn;
+    wxEventLoopBase* const baseLoop;
+    std::vector<std::string> strayLoops;
     wxUIActionSimulator simulator;
 };
 
@@ -239,6 +276,8 @@ TEST_F(MonkeyFixture, RandomEventsOverTheEditorWithARenderOpenBreakNothing) {
                           const wxString& message) {
         assertions().push_back(fmt::format("{}:{} {}: {} {}", file.utf8_string(), line, function.utf8_string(),
                                            condition.utf8_string(), message.utf8_string()));
+        // At once as well: an assertion is often what a hang that follows comes from.
+        std::fprintf(stderr, "monkey: assertion %s\n", assertions().back().c_str());
     });
     open({GuiTest::writeRender(file("render.vxr"), 160, 90, 160, 90)});
     ASSERT_TRUE(frame->getState() & MainFrame::IMAGE_OPEN);
@@ -253,6 +292,9 @@ TEST_F(MonkeyFixture, RandomEventsOverTheEditorWithARenderOpenBreakNothing) {
     EXPECT_TRUE(frameAlive()) << "the frame went away; seed " << seed;
 
     wxSetDefaultAssertHandler();
+    for (const std::string& windows : monkey.strayModalLoops()) {
+        ADD_FAILURE() << "a modal loop ran on with no modal dialog: " << windows << "(seed " << seed << ")";
+    }
     for (const std::string& failed : assertions()) {
         ADD_FAILURE() << "assertion: " << failed << " (seed " << seed << ")";
     }

@@ -49,7 +49,8 @@ bool ModalDialog::hasModalDialogInside() const {
     for (const wxWindow* window : wxTopLevelWindows) {
         if (window == this) {
             afterThis = true;
-        } else if (const auto* dialog = dynamic_cast<const wxDialog*>(window); afterThis && dialog && dialog->IsModal()) {
+        } else if (const auto* dialog = dynamic_cast<const wxDialog*>(window);
+                   afterThis && dialog && dialog->IsModal()) {
             return true;
         }
     }

@@ -242,7 +242,8 @@ private:
         std::string text;
         for (wxWindow* window : wxTopLevelWindows) {
             const auto* dialog = dynamic_cast<wxDialog*>(window);
-            text += fmt::format("[{} \"{}\" shown {} modal {}] ", wxString(window->GetClassInfo()->GetClassName()).utf8_string(),
+            const wxString className = window->GetClassInfo()->GetClassName();
+            text += fmt::format("[{} \"{}\" shown {} modal {}] ", className.utf8_string(),
                                 window->GetLabel().utf8_string(), window->IsShown(), dialog && dialog->IsModal());
         }
         return text;

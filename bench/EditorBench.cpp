@@ -610,6 +610,35 @@ void exposureToPicture(benchmark::State& state) {
     }
 }
 
+/// The repaints of a benchmark's timed sweeps, and their figures.
+class RepaintTally {
+public:
+    /// Counts the paints `session` watched during a sweep of `elapsed` seconds.
+    void add(const Editor& session, double elapsed) {
+        seconds += elapsed;
+        repaints += session.watch->pictures.size();
+        for (const PaintWatch::Paint& paint : session.watch->pictures) {
+            paints.push_back(paint.milliseconds());
+        }
+    }
+
+    double perSecond() const { return double(repaints) / seconds; }
+    double totalSeconds() const { return seconds; }
+
+    Figures figures(const Editor& session) const {
+        Figures figures;
+        figures.paintMs = median(paints);
+        figures.visiblePercent = 100. * session.visibleFraction();
+        figures.repaintsPerSecond = perSecond();
+        return figures;
+    }
+
+private:
+    std::size_t repaints = 0;
+    double seconds = 0.;
+    std::vector<double> paints;
+};
+
 /// The spinner whose drag a benchmark measures.
 using SpinnerOf = Function<Wx::Spinner*(Editor&)>;
 
@@ -626,9 +655,7 @@ void spinnerDrag(benchmark::State& state, const SpinnerOf& spinnerOf, double low
         Wx::Spinner* spinner = spinnerOf(session);
         constexpr int STEPS = 20;
         const double step = (high - low) / STEPS;
-        std::size_t repaints = 0;
-        double seconds = 0.;
-        std::vector<double> paints;
+        RepaintTally tally;
         int direction = 1;
         spinner->setValue(low, true);
         for (auto _ : state) {
@@ -644,24 +671,15 @@ void spinnerDrag(benchmark::State& state, const SpinnerOf& spinnerOf, double low
             }
             syncWithDisplay();
             const double elapsed = std::chrono::duration<double>(Clock::now() - start).count();
-            seconds += elapsed;
-            repaints += session.watch->pictures.size();
-            for (const PaintWatch::Paint& paint : session.watch->pictures) {
-                paints.push_back(paint.milliseconds());
-            }
+            tally.add(session, elapsed);
             state.SetIterationTime(elapsed / STEPS);
             direction = -direction;
         }
-        const double repaintsPerSecond = double(repaints) / seconds;
-        Figures figures;
-        figures.paintMs = median(paints);
-        figures.visiblePercent = 100. * session.visibleFraction();
-        figures.repaintsPerSecond = repaintsPerSecond;
-        figures.report(state);
+        tally.figures(session).report(state);
         const wxSize shown = session.shownSize();
         state.SetItemsProcessed(state.iterations() * std::int64_t(shown.x) * shown.y);
         state.SetLabel(fmt::format("{}x{} 1:1 {}x{} shown {:.1f} repaints/s (goal 20)", FRAME_WIDTH, FRAME_HEIGHT,
-                                   shown.x, shown.y, repaintsPerSecond));
+                                   shown.x, shown.y, tally.perSecond()));
     } catch (const std::exception& error) {
         state.SkipWithError(error.what());
     }
@@ -705,9 +723,7 @@ void scrollByLines(benchmark::State& state) {
 
         int direction = 1;
         std::int64_t steps = 0;
-        std::size_t repaints = 0;
-        double seconds = 0.;
-        std::vector<double> paints;
+        RepaintTally tally;
         for (auto _ : state) {
             session.settle();
             session.watch->clear();
@@ -730,28 +746,20 @@ void scrollByLines(benchmark::State& state) {
             if (sweepSteps == 0) {
                 throw std::runtime_error("the image does not scroll: it fits in the window");
             }
-            seconds += elapsed;
             steps += sweepSteps;
-            repaints += session.watch->pictures.size();
-            for (const PaintWatch::Paint& paint : session.watch->pictures) {
-                paints.push_back(paint.milliseconds());
-            }
+            tally.add(session, elapsed);
             // Time per line step.
             state.SetIterationTime(elapsed / sweepSteps);
             direction = -direction;
         }
-        const double repaintsPerSecond = double(repaints) / seconds;
-        Figures figures;
-        figures.paintMs = median(paints);
-        figures.visiblePercent = 100. * session.visibleFraction();
-        figures.repaintsPerSecond = repaintsPerSecond;
-        figures.stepsPerSecond = double(steps) / seconds;
+        Figures figures = tally.figures(session);
+        figures.stepsPerSecond = double(steps) / tally.totalSeconds();
         figures.report(state);
         const wxSize shown = session.shownSize();
         // The pixels that come into view with a step.
         state.SetItemsProcessed(state.iterations() * std::int64_t(Wx::DrawPanel::LINE_STEP) * shown.y);
         state.SetLabel(fmt::format("{}x{} 1:1 {}x{} shown {:.1f} repaints/s (goal 30)", LARGE_WIDTH,
-                                   LARGE_HEIGHT, shown.x, shown.y, repaintsPerSecond));
+                                   LARGE_HEIGHT, shown.x, shown.y, tally.perSecond()));
     } catch (const std::exception& error) {
         state.SkipWithError(error.what());
     }

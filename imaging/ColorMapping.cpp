@@ -127,10 +127,8 @@ void ColorMapping::setNeutral(const PostProcessData& data) {
 }
 
 void ColorMapping::loadLut(const PostProcessData& data, const LutErrorReporter& errors) {
-    Flags<LutFlag> flags = DEFAULT_LUT_FLAGS;
-    flags.set(LutFlag::ACTIVE, data.lutEnabled);
-    flags.set(LutFlag::LOG_INPUT, data.lutConvertToLog);
-    const LutResult result = lut.load(data.lutPath, data.lutOpacity, flags, data.gamma);
+    const LutResult result = lut.load(data.lutPath, data.lutOpacity,
+                                      colorMappingLutFlags(data.lutEnabled, data.lutConvertToLog), data.gamma);
     if (result != LutResult::OK && errors) {
         errors(lutLoadErrorMessage(data.lutPath, result));
     }

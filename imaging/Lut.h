@@ -30,6 +30,15 @@ VESPRA_FLAGS_OPERATORS(LutFlag)
 inline constexpr Flags<LutFlag> DEFAULT_LUT_FLAGS =
     Flags<LutFlag>(LutFlag::GAMMA_PREPARED) | LutFlag::WITH_INVERSE | LutFlag::PARALLEL_INVERSE;
 
+/// The flags with which the colour mapping loads a table: the defaults, switched on or off, for
+/// an input in log space or not.
+inline Flags<LutFlag> colorMappingLutFlags(bool active, bool logInput) {
+    Flags<LutFlag> flags = DEFAULT_LUT_FLAGS;
+    flags.set(LutFlag::ACTIVE, active);
+    flags.set(LutFlag::LOG_INPUT, logInput);
+    return flags;
+}
+
 /// How the block form of `Lut::apply` takes the square roots of gamma-prepared tables.
 enum class LutRoots {
     /// The processor's estimates, refined as the one-colour form does: the same bits.

@@ -1,5 +1,6 @@
 #include "gui/widgets/SettingsPanel.h"
 
+#include "gui/widgets/Button.h"
 #include "gui/widgets/GuiSkin.h"
 #include "gui/widgets/StaticText.h"
 #include "gui/widgets/WindowUtils.h"
@@ -21,7 +22,25 @@ const GridColumn GRID_COLUMNS[] = {
 
 constexpr int COLUMN_COUNT = int(std::size(GRID_COLUMNS));
 
+const wxSize PANEL_BUTTON_SIZE(0, 24);
+
 } // namespace
+
+AutoSizedButton* makePanelButton(wxWindow* parent, const wxString& label, const wxString& tooltip,
+                                 Function<void()> action) {
+    auto* button = new AutoSizedButton(parent, label, PANEL_BUTTON_SIZE);
+    attachTooltip(button, tooltip);
+    button->onClick = std::move(action);
+    return button;
+}
+
+Function<void()> runIfSet(const Function<void()>& action) {
+    return [&action] {
+        if (action) {
+            action();
+        }
+    };
+}
 
 SettingsPanel::SettingsPanel(wxWindow* parent, Settings& settings, long style)
     : PassToMainThreadMixin<wxPanel>(parent, wxID_ANY, wxDefaultPosition, wxDefaultSize, style),

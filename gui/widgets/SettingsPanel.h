@@ -15,6 +15,17 @@
 
 namespace Vespra::Wx {
 
+class AutoSizedButton;
+
+/// A button of a panel's row of buttons: 24 pixels high, as wide as the row gives it, with
+/// `tooltip`, running `action` when clicked.
+AutoSizedButton* makePanelButton(wxWindow* parent, const wxString& label, const wxString& tooltip,
+                                 Function<void()> action);
+
+/// Runs the callback `action` holds at the time, if any: for buttons made before their owner
+/// is told what they do. `action` must outlive the result.
+Function<void()> runIfSet(const Function<void()>& action);
+
 /// A panel of controls bound to the properties of one `Settings`.
 class SettingsPanel : public PassToMainThreadMixin<wxPanel> {
 public:

@@ -1,6 +1,7 @@
 #include "gui/widgets/StaticText.h"
 
 #include "gui/widgets/GuiSkin.h"
+#include "gui/widgets/WindowUtils.h"
 
 namespace Vespra::Wx {
 
@@ -20,6 +21,12 @@ bool StaticText::Enable(bool enable) {
     SetForegroundColour(enable ? normalColour : activeSkin().dimmed());
     Refresh();
     return wxStaticText::Enable(enable);
+}
+
+void StaticText::wrapTo(int width) {
+    const int pixels = scaleByDpi(width);
+    SetMaxSize(wxSize(pixels, -1));
+    Wrap(pixels);
 }
 
 } // namespace Vespra::Wx

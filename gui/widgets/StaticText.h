@@ -22,6 +22,10 @@ public:
 
     bool Enable(bool enable = true) override;
 
+    /// Breaks the text into lines of at most `width` device-independent pixels, and keeps the
+    /// label that narrow, so that a sizer does not stretch it back into one line.
+    void wrapTo(int width);
+
 private:
     wxColour normalColour;
 };

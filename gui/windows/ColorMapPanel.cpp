@@ -113,11 +113,7 @@ void ColorMapPanel::createTintAndCurvesRows() {
     curvesCheckBox->setTooltip("Enable curve color mapping controls.");
     curvesEditorButton = new AutoSizedButton(this, "Editor...", EDITOR_BUTTON_SIZE);
     attachTooltip(curvesEditorButton, "Open an editor for manipulating curve color mapping controls.");
-    curvesEditorButton->onClick = [this] {
-        if (onCurvesEditor) {
-            onCurvesEditor();
-        }
-    };
+    curvesEditorButton->onClick = runIfSet(onCurvesEditor);
     addCell(curvesCheckBox);
     addCell(curvesEditorButton);
 }

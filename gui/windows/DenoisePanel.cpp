@@ -11,29 +11,20 @@ namespace Vespra::Wx {
 
 namespace {
 
-const wxSize BUTTON_SIZE(0, 24);
 constexpr int TEXT_WIDTH = 180;
 
 } // namespace
 
 DenoisePanel::DenoisePanel(wxWindow* parent, Settings& settings) : SettingsPanel(parent, settings) {
     controls = new GridSettingsPanel(this, settings);
-    denoiseButton = new AutoSizedButton(controls, "Denoise", BUTTON_SIZE);
-    attachTooltip(denoiseButton, "Immediately denoise all denoisable elements using the most advanced denoising "
-                                 "mode that is available for the image.");
-    denoiseButton->onClick = [this] {
-        if (onDenoise) {
-            onDenoise();
-        }
-    };
-    customDenoiseButton = new AutoSizedButton(controls, "Custom denoise...", BUTTON_SIZE);
-    attachTooltip(customDenoiseButton, "Open a dialog allowing to select which denoisable elements shall be "
-                                       "denoised and set denoising parameters.");
-    customDenoiseButton->onClick = [this] {
-        if (onCustomDenoise) {
-            onCustomDenoise();
-        }
-    };
+    denoiseButton = makePanelButton(controls, "Denoise",
+                                    "Immediately denoise all denoisable elements using the most advanced "
+                                    "denoising mode that is available for the image.",
+                                    runIfSet(onDenoise));
+    customDenoiseButton = makePanelButton(controls, "Custom denoise...",
+                                          "Open a dialog allowing to select which denoisable elements shall be "
+                                          "denoised and set denoising parameters.",
+                                          runIfSet(onCustomDenoise));
     auto* buttons = new wxBoxSizer(wxHORIZONTAL);
     buttons->Add(denoiseButton, 1);
     buttons->Add(customDenoiseButton, 2, wxLEFT, wxSizerFlags::GetDefaultBorder());
@@ -50,8 +41,7 @@ DenoisePanel::DenoisePanel(wxWindow* parent, Settings& settings) : SettingsPanel
                                 "Denoising is not possible because auxiliary denoising data are missing. Turn on "
                                 "gathering these data while rendering the image in Vespra Renderer (Render Setup / "
                                 "Scene / Denoising).");
-    text->SetMaxSize(wxSize(scaleByDpi(TEXT_WIDTH), -1));
-    text->Wrap(scaleByDpi(TEXT_WIDTH));
+    text->wrapTo(TEXT_WIDTH);
     auto* textSizer = new wxBoxSizer(wxVERTICAL);
     textSizer->Add(text, 0, wxALL, wxSizerFlags::GetDefaultBorder());
     unavailable->SetSizer(textSizer);

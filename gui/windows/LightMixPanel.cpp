@@ -16,21 +16,12 @@ namespace Vespra::Wx {
 
 namespace {
 
-const wxSize BUTTON_SIZE(0, 24);
 const wxSize COLOR_SIZE(35, 18);
 /// Wide enough for "1.000" in the desktop's usual interface fonts.
 constexpr int SPINNER_WIDTH = 52;
 constexpr double MAX_INTENSITY = 100000.;
 constexpr int NAME_WIDTH = 100;
 constexpr int UNAVAILABLE_WIDTH = 210;
-
-AutoSizedButton* makeButton(wxWindow* parent, const wxString& label, const wxString& tooltip,
-                            Function<void()> action) {
-    auto* button = new AutoSizedButton(parent, label, BUTTON_SIZE);
-    attachTooltip(button, tooltip);
-    button->onClick = std::move(action);
-    return button;
-}
 
 /// `value`, or what the property holds now when the listener gave none; held by value, since
 /// the stored property may change meanwhile.
@@ -65,26 +56,23 @@ void LightMixPanel::createContent() {
     rowsSizer = new wxFlexGridSizer(4, border, border);
     rowsSizer->AddGrowableCol(1, 1);
 
-    saveButton = makeButton(this, "Save...", "Save all the LightMix settings into a configuration file.", [this] {
-        if (onSave) {
-            onSave();
-        }
-    });
-    loadButton = makeButton(this, "Load...", "Load all the LightMix settings from a configuration file.", [this] {
-        if (onLoad) {
-            onLoad();
-        }
-    });
-    toggleAllButton = makeButton(this, "Toggle all", "Enable/disable all LightMix elements.", [this] { toggleAll(); });
-    allOneButton = makeButton(this, "All 1.0", "Set all LightMix intensities to 1.0.", [this] {
+    saveButton = makePanelButton(this, "Save...", "Save all the LightMix settings into a configuration file.",
+                                 runIfSet(onSave));
+    loadButton = makePanelButton(this, "Load...", "Load all the LightMix settings from a configuration file.",
+                                 runIfSet(onLoad));
+    toggleAllButton = makePanelButton(this, "Toggle all", "Enable/disable all LightMix elements.", [this] { toggleAll(); });
+    // Each of these buttons stores its array once, not once per row: every store remixes the layers.
+    allOneButton = makePanelButton(this, "All 1.0", "Set all LightMix intensities to 1.0.", [this] {
         for (const Row& row : rows) {
-            row.intensity->setValue(1., true);
+            row.intensity->setValue(1., false);
         }
+        writeIntensities();
     });
-    allWhiteButton = makeButton(this, "All white", "Set all LightMix colors to white color.", [this] {
+    allWhiteButton = makePanelButton(this, "All white", "Set all LightMix colors to white color.", [this] {
         for (const Row& row : rows) {
-            row.color->setColor(Rgb(1.f, 1.f, 1.f), true);
+            row.color->setColor(Rgb::white(), false);
         }
+        writeColors();
     });
 
     auto* files = new wxBoxSizer(wxHORIZONTAL);
@@ -109,8 +97,7 @@ void LightMixPanel::createUnavailable() {
                                 "LightMix is not available. You need to add at least one LightSelect and one LightMix "
                                 "render element while rendering the image in Vespra Renderer (Render Setup / Render "
                                 "Elements).\n\nYou need Vespra Renderer version 1.6 or later for that.");
-    text->SetMaxSize(wxSize(scaleByDpi(UNAVAILABLE_WIDTH), -1));
-    text->Wrap(scaleByDpi(UNAVAILABLE_WIDTH));
+    text->wrapTo(UNAVAILABLE_WIDTH);
     unavailableSizer->Add(text, 0, wxEXPAND);
 }
 
@@ -144,8 +131,7 @@ void LightMixPanel::addRow(const ElementInfo& layer, std::size_t index) {
     Row row{};
     row.enabled = new FaderCheckBox(this);
     row.name = new StaticText(this, wxID_ANY, name);
-    row.name->SetMaxSize(wxSize(scaleByDpi(NAME_WIDTH), -1));
-    row.name->Wrap(scaleByDpi(NAME_WIDTH));
+    row.name->wrapTo(NAME_WIDTH);
     row.intensity = new Spinner(this, wxID_ANY, SPINNER_WIDTH, 0., MAX_INTENSITY, 1., 3, 0.);
     row.color = new ColorPickerButton(this, name + " light color", COLOR_SIZE, true);
     row.enabled->setValue(true, false);
@@ -169,8 +155,7 @@ void LightMixPanel::readEnabled(const Optional<Property>& given) {
     for (std::size_t i = 0; i < rows.size(); ++i) {
         const bool enabled = i < stored.size() ? stored[i] : true;
         rows[i].enabled->setValue(enabled, false);
-        rows[i].intensity->Enable(enabled);
-        rows[i].color->Enable(enabled);
+        enableEdits(rows[i], enabled);
     }
 }
 
@@ -216,10 +201,14 @@ void LightMixPanel::writeColors(std::ptrdiff_t cause, const Rgb& value) {
     getSettings().set(PropertyId::LIGHTMIX_COLORS, Property(colors.view()));
 }
 
-void LightMixPanel::onEnabledChanged(std::size_t row, bool value) {
+void LightMixPanel::enableEdits(const Row& row, bool enabled) {
     // A switched-off layer keeps its settings, but they can't be edited.
-    rows[row].intensity->Enable(value);
-    rows[row].color->Enable(value);
+    row.intensity->Enable(enabled);
+    row.color->Enable(enabled);
+}
+
+void LightMixPanel::onEnabledChanged(std::size_t row, bool value) {
+    enableEdits(rows[row], value);
     rows[row].color->Refresh();
     rows[row].color->Update();
     writeEnabled(std::ptrdiff_t(row), value);
@@ -228,8 +217,10 @@ void LightMixPanel::onEnabledChanged(std::size_t row, bool value) {
 void LightMixPanel::toggleAll() {
     const bool anyOff = std::any_of(rows.begin(), rows.end(), [](const Row& row) { return !row.enabled->getValue(); });
     for (const Row& row : rows) {
-        row.enabled->setValue(anyOff, true);
+        row.enabled->setValue(anyOff, false);
+        enableEdits(row, anyOff);
     }
+    writeEnabled();
 }
 
 } // namespace Vespra::Wx

@@ -56,6 +56,7 @@ private:
     void writeEnabled(std::ptrdiff_t cause = -1, bool value = true);
     void writeIntensities(std::ptrdiff_t cause = -1, float value = 1.f);
     void writeColors(std::ptrdiff_t cause = -1, const Rgb& value = Rgb::white());
+    static void enableEdits(const Row& row, bool enabled);
 
     void onEnabledChanged(std::size_t row, bool value);
     void toggleAll();

@@ -94,12 +94,11 @@ void LutPanel::chooseFile() {
     }
     // The display treats a table that fails as none at all; here the user chose the file, so a
     // failure is told, and the table in use stays.
-    Flags<LutFlag> flags = DEFAULT_LUT_FLAGS;
-    flags.set(LutFlag::ACTIVE, true);
-    flags.set(LutFlag::LOG_INPUT, bool(getSettings().get(PropertyId::LUT_CONVERT_TO_LOG)));
     Lut table;
-    const LutResult result = table.load(chosen, getSettings().get(PropertyId::LUT_OPACITY), flags,
-                                        getSettings().get(PropertyId::COLOR_MAP_GAMMA));
+    const LutResult result =
+        table.load(chosen, getSettings().get(PropertyId::LUT_OPACITY),
+                   colorMappingLutFlags(true, bool(getSettings().get(PropertyId::LUT_CONVERT_TO_LOG))),
+                   getSettings().get(PropertyId::COLOR_MAP_GAMMA));
     if (result != LutResult::OK) {
         showOkDialog(wxGetTopLevelParent(this), ApplicationTexts::TITLE, lutLoadErrorMessage(chosen, result),
                      MessageDialogIcon::ERROR_ICON);

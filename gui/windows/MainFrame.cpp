@@ -389,10 +389,12 @@ void MainFrame::listen(ArrayView<const std::int32_t> ids, Function<void(std::int
 void MainFrame::registerSettingsListeners() {
     listen(PropertyCatalogue::allImageIds(), [this](std::int32_t, const Property&) { markModified(); });
     listen(displayChainIds().view(), [this](std::int32_t id, const Property&) {
-        onPictureChanged();
-        // The histogram is of the picture before the curves: their own changes leave it.
-        if (!isCurveId(id)) {
-            scheduleCurvesRefresh();
+        // The curves editor's histogram is of the picture before the curves: their own changes
+        // leave it.
+        if (isCurveId(id)) {
+            drawPanel->repaint();
+        } else {
+            onPictureChanged();
         }
     });
     const std::int32_t curvesEnable[] = {PropertyId::CURVES_ENABLE};
@@ -407,10 +409,7 @@ void MainFrame::registerSettingsListeners() {
     });
     listen(PropertyCatalogue::lightMixIds(), [this](std::int32_t, const Property&) { onLightMixChanged(); });
     const std::int32_t blendAmount[] = {PropertyId::DENOISE_BLEND_AMOUNT};
-    listen(blendAmount, [this](std::int32_t, const Property&) {
-        scheduleCurvesRefresh();
-        onPictureChanged();
-    });
+    listen(blendAmount, [this](std::int32_t, const Property&) { onPictureChanged(); });
 }
 
 void MainFrame::markModified() {
@@ -420,6 +419,7 @@ void MainFrame::markModified() {
 }
 
 void MainFrame::onPictureChanged() {
+    scheduleCurvesRefresh();
     drawPanel->repaint();
 }
 
@@ -458,7 +458,6 @@ void MainFrame::onLightMixChanged() {
     }
     if (selectedElementName() == LIGHT_MIX_INTERACTIVE_NAME) {
         restartBloomGlare();
-        scheduleCurvesRefresh();
         onPictureChanged();
     } else {
         elementComboBox->selectName(LIGHT_MIX_INTERACTIVE_NAME, true);
@@ -467,8 +466,7 @@ void MainFrame::onLightMixChanged() {
 
 void MainFrame::onElementSelected() {
     graph.bloomGlare.setSourceElement(selectedElementName());
-    scheduleCurvesRefresh();
-    drawPanel->repaint();
+    onPictureChanged();
 }
 
 String MainFrame::selectedElementName() const {

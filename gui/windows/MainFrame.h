@@ -140,6 +140,7 @@ private:
     void onDenoiseFailed(const String& text);
 
     void onElementSelected();
+    /// The picture before the curves changed: a repaint, and the curves histogram follows.
     void onPictureChanged();
     /// The curves editor's histogram follows the shown picture, at most every third of a second.
     void scheduleCurvesRefresh();

@@ -14,21 +14,6 @@
 
 namespace Vespra::Wx {
 
-namespace {
-
-const wxSize BUTTON_SIZE(0, 24);
-
-/// Runs `action` if the frame set one.
-Function<void()> runIfSet(const Function<void()>& action) {
-    return [&action] {
-        if (action) {
-            action();
-        }
-    };
-}
-
-} // namespace
-
 PostprocessPanel::PostprocessPanel(wxWindow* parent, Settings& settings, const FileDialogs& fileDialogs)
     : ScrolledSettingsPanel(parent, settings) {
     column = new wxBoxSizer(wxVERTICAL);
@@ -56,15 +41,12 @@ PostprocessPanel::PostprocessPanel(wxWindow* parent, Settings& settings, const F
 }
 
 wxSizer* PostprocessPanel::createButtons() {
-    saveButton = new AutoSizedButton(this, "Save...", BUTTON_SIZE);
-    attachTooltip(saveButton, "Save all the post-processing settings into a configuration file.");
-    saveButton->onClick = runIfSet(onSave);
-    loadButton = new AutoSizedButton(this, "Load...", BUTTON_SIZE);
-    attachTooltip(loadButton, "Load all the post-processing settings from a configuration file.");
-    loadButton->onClick = runIfSet(onLoad);
-    resetButton = new AutoSizedButton(this, "Reset", BUTTON_SIZE);
-    attachTooltip(resetButton, "Reset all the post-processing settings to image defaults.");
-    resetButton->onClick = runIfSet(onReset);
+    saveButton = makePanelButton(this, "Save...", "Save all the post-processing settings into a configuration file.",
+                                 runIfSet(onSave));
+    loadButton = makePanelButton(this, "Load...", "Load all the post-processing settings from a configuration file.",
+                                 runIfSet(onLoad));
+    resetButton = makePanelButton(this, "Reset", "Reset all the post-processing settings to image defaults.",
+                                  runIfSet(onReset));
     auto* row = new wxBoxSizer(wxHORIZONTAL);
     row->Add(saveButton, 1);
     row->Add(loadButton, 1, wxLEFT, wxSizerFlags::GetDefaultBorder());

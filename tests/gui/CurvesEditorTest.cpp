@@ -3,31 +3,24 @@
 // display paints against what the batch tool writes.
 
 #include <algorithm>
-#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <memory>
 #include <numeric>
 #include <vector>
 
 #include <OpenImageIO/imageio.h>
 #include <gtest/gtest.h>
-#include <wx/dcclient.h>
 #include <wx/dcmemory.h>
 #include <wx/dcscreen.h>
-#include <wx/timer.h>
 #include <wx/uiaction.h>
 
-#include "apps/samplegen/SampleRenderer.h"
 #include "base/image/ElementNames.h"
-#include "base/image/ExrSaver.h"
 #include "foundation/io/AcvFile.h"
 #include "gui/curves/CurveProperties.h"
 #include "gui/curves/PropertyCurvesEditor.h"
 #include "gui/widgets/Button.h"
 #include "gui/widgets/ComboBox.h"
-#include "gui/widgets/MessageDialog.h"
 #include "gui/widgets/WxText.h"
 #include "gui/windows/DrawPanel.h"
 #include "gui/windows/ElementComboBox.h"
@@ -37,7 +30,7 @@
 #include "settings/PropertyIds.h"
 #include "tests/cmd/BatchToolRunner.h"
 #include "tests/foundation/FileSystemFaults.h"
-#include "tests/foundation/TemporaryFolder.h"
+#include "tests/gui/FrameFixture.h"
 #include "tests/gui/GuiTestSupport.h"
 
 namespace Vespra::Wx {
@@ -47,8 +40,6 @@ using GuiTest::Input;
 using GuiTest::settle;
 using GuiTest::waitUntil;
 
-/// Loads and pulls of small renders end well within this.
-constexpr int OPERATOR_TIMEOUT_MS = 20000;
 const std::filesystem::path ACV_SAMPLES = "../shared/testdata/acv";
 /// The render: small, so that the whole of it is on the screen at 1:1.
 constexpr int IMAGE_WIDTH = 48;
@@ -56,17 +47,6 @@ constexpr int IMAGE_HEIGHT = 32;
 
 wxPoint toPoint(Vector2 point) {
     return {int(std::lround(point.x)), int(std::lround(point.y))};
-}
-
-/// What `window`'s client area shows, read back from the X server.
-wxImage grabClientArea(wxWindow* window) {
-    const wxSize size = window->GetClientSize();
-    wxBitmap bitmap(std::max(size.x, 1), std::max(size.y, 1), 24);
-    wxClientDC source(window);
-    wxMemoryDC memory(bitmap);
-    memory.Blit(0, 0, size.x, size.y, &source, 0, 0);
-    memory.SelectObject(wxNullBitmap);
-    return bitmap.ConvertToImage();
 }
 
 /// What the screen shows of a top-level window, its decorations aside.
@@ -106,63 +86,12 @@ void dragBurst(wxWindow* window, wxPoint from, wxPoint to, int steps = 8) {
     settle();
 }
 
-/// Clicks OK in the next message dialog and keeps its text. A timer looks for the dialog, as the
-/// dialog runs its own modal loop inside the click that opened it.
-class OkWhenAsked : public wxTimer {
-public:
-    OkWhenAsked()
-        : deadline(std::chrono::steady_clock::now() + std::chrono::milliseconds(OPERATOR_TIMEOUT_MS)) {
-        Start(10);
-    }
-
-    void Notify() override {
-        MessageDialog* dialog = GuiTest::findShownModal<MessageDialog>(
-            [](MessageDialog& shown) { return !shown.getButtons().empty(); });
-        if (!dialog) {
-            if (std::chrono::steady_clock::now() > deadline) {
-                Stop();
-                ADD_FAILURE() << "no message came";
-            }
-            return;
-        }
-        Stop();
-        for (wxWindow* child : dialog->GetChildren()) {
-            if (child->GetLabel().length() > text.length()) {
-                text = child->GetLabel();
-            }
-        }
-        text.Replace("\n", " ");
-        Input().click(dialog->getButtons().back());
-        answered = true;
-    }
-
-    wxString text;
-    bool answered = false;
-
-private:
-    std::chrono::steady_clock::time_point deadline;
-};
-
-class CurvesEditorTest : public ::testing::Test {
+class CurvesEditorTest : public GuiTest::FrameFixture {
 protected:
     void SetUp() override {
-        configHome = folder.path().std() / "config";
-        std::filesystem::create_directories(configHome);
-        setenv("XDG_CONFIG_HOME", configHome.c_str(), 1);
-        frame = new MainFrame(nullptr, settings, *graph);
-        for (auto* callback : {&graph->load.onFinished, &graph->load.onError}) {
-            *callback = [this, frameCallback = *callback](const String& text) {
-                ++loadsEnded;
-                frameCallback(text);
-            };
-        }
-        frame->fileDialogs.open = [this](wxWindow*, const String&, const String&, const Io::Path&) {
-            return nextOpen;
-        };
-        frame->SetPosition(wxPoint(20, 20));
-        frame->Show();
-        ASSERT_TRUE(waitUntil([this] { return frame->IsShownOnScreen(); }));
-        openRender();
+        GuiTest::FrameFixture::SetUp();
+        render = GuiTest::writeRender(file("render.vxr"), IMAGE_WIDTH, IMAGE_HEIGHT, IMAGE_WIDTH, IMAGE_HEIGHT);
+        open({render});
 
         frameHadLeftDrag = bool(frame->getDrawPanel()->onLeftDrag);
         editor = new PropertyCurvesEditor(*frame, *settings, *graph);
@@ -185,26 +114,11 @@ protected:
         if (editor) {
             editor->Destroy();
         }
-        frame->Destroy();
-        settle();
-        unsetenv("XDG_CONFIG_HOME");
-    }
-
-    void openRender() {
-        render = file("render.vxr");
-        SampleGen::RenderJob job = SampleGen::wholeFrameJob(IMAGE_WIDTH, IMAGE_HEIGHT, 1, 3);
-        const auto saved = ExrSaver(false).save(SampleGen::renderSampleImage(job), render);
-        ASSERT_TRUE(saved.has_value()) << saved.error().toUtf8();
-        const int before = loadsEnded;
-        frame->openImages({render});
-        ASSERT_TRUE(waitUntil([&] { return loadsEnded > before; }, OPERATOR_TIMEOUT_MS));
-        settle();
-        ASSERT_TRUE(
-            waitUntil([this] { return (frame->getState() & MainFrame::LOADING) == 0; }, OPERATOR_TIMEOUT_MS));
+        GuiTest::FrameFixture::TearDown();
     }
 
     void waitForHistogram() {
-        ASSERT_TRUE(waitUntil([this] { return !display->isHistogramLoading(); }, OPERATOR_TIMEOUT_MS));
+        ASSERT_TRUE(waitUntil([this] { return !display->isHistogramLoading(); }, GuiTest::OPERATOR_TIMEOUT_MS));
         settle();
     }
 
@@ -213,8 +127,6 @@ protected:
         ASSERT_TRUE(waitUntil([this] { return !display->isNotificationPending(); }));
         settle();
     }
-
-    Io::Path file(const char* name) const { return Io::Path(folder.path().std() / name); }
 
     std::vector<Vector2> storedNodes(int curve) const {
         const Property nodes = settings->get(CURVE_NODES_IDS[std::size_t(curve)]);
@@ -241,17 +153,9 @@ protected:
         settings->addListener(PropertyId::CURVES_MASTER_NODES, masterWrites);
     }
 
-    TemporaryFolder folder;
-    std::filesystem::path configHome;
-    SharedPtr<Settings> settings = makeShared<Settings>();
-    AutoPtr<Pipeline::OperatorGraph> graph = makeAuto<Pipeline::OperatorGraph>(*settings);
-    MainFrame* frame = nullptr;
     PropertyCurvesEditor* editor = nullptr;
     ToneCurveDisplay* display = nullptr;
     Io::Path render;
-    Io::Path nextOpen;
-    Io::Path nextSave;
-    std::atomic<int> loadsEnded = 0;
     SharedPtr<SettingsListener> masterWrites;
     int writes = 0;
     bool frameHadLeftDrag = false;
@@ -328,7 +232,7 @@ TEST_F(CurvesEditorTest, EqualizeGivesTheFifteenNodesOfTheCumulativeHistogram) {
     ASSERT_GT(total, 0.);
 
     Input().click(editor->getEqualizeButton());
-    ASSERT_TRUE(waitUntil([&] { return shownNodes(0).size() == 17; }, OPERATOR_TIMEOUT_MS));
+    ASSERT_TRUE(waitUntil([&] { return shownNodes(0).size() == 17; }, GuiTest::OPERATOR_TIMEOUT_MS));
     const std::vector<Vector2> master = shownNodes(0);
     EXPECT_EQ(master.front(), (Vector2{0.f, 0.f}));
     EXPECT_EQ(master.back(), (Vector2{2.f, 1.f}));
@@ -396,10 +300,11 @@ TEST_F(CurvesEditorTest, DamagedAndForeignCurveFilesAreToldAndChangeNothing) {
           std::pair{foreign,
                     "This is not a curve file: it starts with the word 28271, where curve files have 4."}}) {
         nextOpen = path;
-        OkWhenAsked answer;
+        wxString shown;
+        whenAsked("OK", &shown);
         Input().click(editor->getLoadButton());
-        ASSERT_TRUE(waitUntil([&] { return answer.answered; }));
-        EXPECT_EQ(answer.text,
+        ASSERT_TRUE(waitUntil([&] { return !shown.empty(); }));
+        EXPECT_EQ(shown,
                   toWx(u"The curves of \"" + path.nativeStr() + u"\" cannot be loaded. ") + reason);
         EXPECT_EQ(shownNodes(0), before);
         EXPECT_FALSE(display->isNotificationPending());
@@ -444,15 +349,16 @@ TEST_F(CurvesEditorTest, AFailedSaveIsToldAndLeavesTheOldFile) {
     ASSERT_TRUE(waitUntil([&] { return shownNodes(0).size() == 60; }));
     nextSave = file("grade.acv");
     TestFiles::writeBytes(nextSave, "old contents");
-    OkWhenAsked answer;
+    wxString shown;
+    whenAsked("OK", &shown);
     {
         // Files may not grow past 200 bytes: the save fails half way (the preferences, which keep
         // the folder, are smaller).
         const FileSizeLimit limit(200);
         Input().click(editor->getSaveButton());
-        ASSERT_TRUE(waitUntil([&] { return answer.answered; }));
+        ASSERT_TRUE(waitUntil([&] { return !shown.empty(); }));
     }
-    EXPECT_EQ(answer.text, toWx(u"Cannot write the file \"" + nextSave.nativeStr() + u"\": File too large."));
+    EXPECT_EQ(shown, toWx(u"Cannot write the file \"" + nextSave.nativeStr() + u"\": File too large."));
     EXPECT_EQ(TestFiles::readBytes(nextSave), "old contents");
     for (const auto& entry : std::filesystem::directory_iterator(folder.path().std())) {
         EXPECT_FALSE(entry.path().filename().string().ends_with(".tmp")) << entry.path();
@@ -497,7 +403,7 @@ TEST_F(CurvesEditorTest, ThePaintedPixelsAreThoseTheBatchToolWrites) {
     int changedByCurves = 0;
     const bool agree = waitUntil(
         [&] {
-            const wxImage shown = grabClientArea(image);
+            const wxImage shown = GuiTest::capture(image);
             largest = 0;
             changedByCurves = 0;
             for (int y = 0; y < IMAGE_HEIGHT; ++y) {
@@ -513,7 +419,7 @@ TEST_F(CurvesEditorTest, ThePaintedPixelsAreThoseTheBatchToolWrites) {
             }
             return largest <= 1;
         },
-        OPERATOR_TIMEOUT_MS);
+        GuiTest::OPERATOR_TIMEOUT_MS);
     EXPECT_TRUE(agree) << "the display differs by " << largest;
     EXPECT_GT(changedByCurves, IMAGE_WIDTH * IMAGE_HEIGHT) << "the curves hardly change the picture";
 }
@@ -540,7 +446,7 @@ TEST_F(CurvesEditorTest, AScreenshotOfTheEditorWithCurvesGoesToTheBuildFolder) {
     const wxPoint node = toPoint(view.toWidget(display->getCurves()[2].nodes()[2]));
     bool histogramShown = false;
     EXPECT_TRUE(waitUntil([&] {
-        shot = grabClientArea(display);
+        shot = GuiTest::capture(display);
         histogramShown = false;
         for (int x = 0; x < shot.GetWidth() && !histogramShown; ++x) {
             const int y = shot.GetHeight() - 12;

@@ -135,14 +135,6 @@ void pickWithTheMouse(Input& input, ComboBox* combo, int index) {
     ASSERT_TRUE(waitUntil([combo] { return !combo->IsPopupShown(); }));
 }
 
-/// Clicks into the spinner's text and replaces it by `typed`, without Enter.
-void typeInto(Input& input, Spinner* spinner, const char* typed) {
-    input.click(spinner->getTextControl());
-    ASSERT_TRUE(waitUntil([spinner] { return spinner->getTextControl()->HasFocus(); }));
-    spinner->getTextControl()->SelectAll();
-    input.type(typed);
-}
-
 /// Rests the pointer on `window` until its tooltip appears; answers the tooltip's text, empty
 /// when none appeared.
 wxString hoverTooltip(Input& input, wxWindow* window) {
@@ -413,7 +405,7 @@ TEST(DenoiseSelectDialog, CancelLeavesTheRealSettingsAlone) {
         Input input;
         EXPECT_FLOAT_EQ(shown.getSensitivityControl()->getValue(), 2.5f) << "the real radius is shown";
         pickWithTheMouse(input, shown.getModeControl(), 1);
-        typeInto(input, shown.getSensitivityControl(), "7");
+        input.typeInto(shown.getSensitivityControl(), "7", false);
         input.key(WXK_RETURN);
         EXPECT_TRUE(waitUntil([&] { return shown.getSettings().get(DENOISE_SENSITIVITY).asFloat() == 7.f; }));
         input.click(shown.getCancelButton());
@@ -443,7 +435,7 @@ TEST(DenoiseSelectDialog, DenoiseAnswersTheChosenElementsModeAndRadius) {
         input.click(shown.getElementList()->getInverseButton());
         pickWithTheMouse(input, shown.getModeControl(), 1);
         // Typed and not yet taken with Enter: "Denoise" takes it.
-        typeInto(input, shown.getSensitivityControl(), "0.25");
+        input.typeInto(shown.getSensitivityControl(), "0.25", false);
         input.click(shown.getDenoiseButton());
     });
     EXPECT_EQ(dialog.ShowModal(), wxID_OK);

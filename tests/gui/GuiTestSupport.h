@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 
 #include <gtest/gtest.h>
@@ -14,8 +15,25 @@
 
 #include "foundation/Pointers.h"
 #include "gui/widgets/LibWx.h"
+#include "gui/widgets/Spinner.h"
+#include "settings/Settings.h"
 
 namespace Vespra::Wx::GuiTest {
+
+/// Counts the notifications of one property, from any thread.
+class ListenerCount {
+public:
+    ListenerCount(Settings& settings, std::int32_t id)
+        : listener(makeShared<SettingsListener>([this](std::int32_t, const Property&) { ++calls; })) {
+        settings.addListener(id, listener);
+    }
+
+    int get() const { return calls.load(); }
+
+private:
+    std::atomic<int> calls{0};
+    SharedPtr<SettingsListener> listener;
+};
 
 /// Lets the toolkit run until `condition` holds or `timeoutMs` passed; answers the condition.
 /// Between rounds it waits a moment for the X server, never longer than a millisecond.
@@ -194,6 +212,17 @@ public:
     void key(int keyCode, int modifiers = wxMOD_NONE) {
         simulator.Char(keyCode, modifiers);
         settle();
+    }
+
+    /// Clicks into `spinner`'s text and replaces it by `typed`, then presses Enter unless told not to.
+    void typeInto(Spinner* spinner, const char* typed, bool enter = true) {
+        click(spinner->getTextControl());
+        ASSERT_TRUE(waitUntil([spinner] { return spinner->getTextControl()->HasFocus(); }));
+        spinner->getTextControl()->SelectAll();
+        type(typed);
+        if (enter) {
+            key(WXK_RETURN);
+        }
     }
 
     /// Turns the wheel by `notches` over the window under the pointer, away from the user when

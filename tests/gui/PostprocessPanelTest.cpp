@@ -41,20 +41,6 @@ using Section = PostprocessPanel::Section;
 
 const std::filesystem::path LUT_FOLDER = "../shared/testdata/lut";
 
-/// Counts the notifications of one property.
-class WriteCount {
-public:
-    WriteCount(Settings& settings, std::int32_t id)
-        : listener(makeShared<SettingsListener>([this](std::int32_t, const Property&) { ++writes; })) {
-        settings.addListener(id, listener);
-    }
-    int get() const { return writes.load(); }
-
-private:
-    std::atomic<int> writes{0};
-    SharedPtr<SettingsListener> listener;
-};
-
 struct PostPage {
     PostPage() : frame(wxSize(340, 1150)) {
         panel = new PostprocessPanel(frame.get(), settings, fileDialogs);
@@ -71,15 +57,6 @@ struct PostPage {
         }
         panel->FitInside();
         frame.show(panel->getSection(Section::DENOISING));
-    }
-
-    /// Clicks into the spinner's text, replaces it by `typed` and presses Enter.
-    void typeInto(Spinner* spinner, const char* typed) {
-        input.click(spinner->getTextControl());
-        ASSERT_TRUE(waitUntil([spinner] { return spinner->getTextControl()->HasFocus(); }));
-        spinner->getTextControl()->SelectAll();
-        input.type(typed);
-        input.key(WXK_RETURN);
     }
 
     Settings settings;
@@ -162,13 +139,13 @@ TEST(PostPage, EverySpinnerHasItsLimitsAndPrecisionAndWritesAndFollowsItsPropert
 
         // Typed beyond the top, the value stops at the maximum; the property follows.
         page.panel->ScrollWindow(0, 0);
-        page.typeInto(spinner, "99999999999");
+        page.input.typeInto(spinner, "99999999999");
         EXPECT_TRUE(waitUntil([&] { return float(valueOf(page.settings.get(row.id))) == float(row.maximum); }))
             << valueOf(page.settings.get(row.id));
 
         // Written from outside, the spinner shows the value, rounded to its precision, without
         // writing it back.
-        WriteCount writes(page.settings, row.id);
+        GuiTest::ListenerCount writes(page.settings, row.id);
         const Property outside = page.settings.get(row.id).getType() == PropertyType::INT
                                      ? Property(std::int32_t(2))
                                      : Property(float(row.minimum + 0.123456));

@@ -34,6 +34,7 @@ namespace Wx {
 namespace {
 
 using GuiTest::Input;
+using GuiTest::ListenerCount;
 using GuiTest::TestFrame;
 using GuiTest::waitUntil;
 using namespace PropertyId;
@@ -72,21 +73,6 @@ private:
     std::vector<Write> writes;
 };
 
-/// Counts the notifications of one property, from any thread.
-class ListenerCount {
-public:
-    ListenerCount(Settings& settings, std::int32_t id)
-        : listener(makeShared<SettingsListener>([this](std::int32_t, const Property&) { ++calls; })) {
-        settings.addListener(id, listener);
-    }
-
-    int get() const { return calls.load(); }
-
-private:
-    std::atomic<int> calls{0};
-    SharedPtr<SettingsListener> listener;
-};
-
 /// Writes a property from a thread of its own, as a load of settings or an operator does, and
 /// returns once the write and its notifications are done.
 void setFromWorker(Settings& settings, std::int32_t id, const Property& value) {
@@ -106,15 +92,6 @@ struct Fixture {
         sizer->Add(widget, 0, wxALL, 10);
         frame.show(widget);
         return widget;
-    }
-
-    /// Clicks into the spinner's text, replaces it by `typed` and presses Enter.
-    void typeInto(Spinner* spinner, const char* typed) {
-        input.click(spinner->getTextControl());
-        ASSERT_TRUE(waitUntil([spinner] { return spinner->getTextControl()->HasFocus(); }));
-        spinner->getTextControl()->SelectAll();
-        input.type(typed);
-        input.key(WXK_RETURN);
     }
 
     /// Waits until `count` writes of `id` were made.
@@ -259,7 +236,7 @@ TEST(PropertySpinner, AFloatSpinnerTakesItsLimitsFromTheDescriptorAndWritesWhatI
     EXPECT_EQ(spinner->getPrecision(), 2);
     EXPECT_EQ(spinner->getValue(), 1.5) << "the property is read once when the spinner is made";
 
-    f.typeInto(spinner, "25");
+    f.input.typeInto(spinner, "25");
     ASSERT_TRUE(f.waitForWrites(SIMPLE_EXPOSURE, 2));
     GuiTest::settle();
     auto writes = f.settings.writesOf(SIMPLE_EXPOSURE);
@@ -268,7 +245,7 @@ TEST(PropertySpinner, AFloatSpinnerTakesItsLimitsFromTheDescriptorAndWritesWhatI
     EXPECT_EQ(writes[1].value.getType(), PropertyType::FLOAT);
     EXPECT_EQ(writes[1].thread, f.guiThread);
 
-    f.typeInto(spinner, "-3.14159");
+    f.input.typeInto(spinner, "-3.14159");
     ASSERT_TRUE(f.waitForWrites(SIMPLE_EXPOSURE, 3));
     EXPECT_EQ(f.settings.writesOf(SIMPLE_EXPOSURE)[2].value, Property(-3.14f)) << "rounded to two decimals";
 
@@ -294,7 +271,7 @@ TEST(PropertySpinner, AnIntegerSpinnerByIdClampsToItsLimitsAndTruncates) {
     EXPECT_EQ(spinner->getDefault(), 3.);
     EXPECT_EQ(spinner->getValue(), 3.);
 
-    f.typeInto(spinner, "9");
+    f.input.typeInto(spinner, "9");
     ASSERT_TRUE(f.waitForWrites(GLARE_STREAK_COUNT, 1));
     GuiTest::settle();
     auto writes = f.settings.writesOf(GLARE_STREAK_COUNT);
@@ -307,7 +284,7 @@ TEST(PropertySpinner, AnIntegerSpinnerByIdClampsToItsLimitsAndTruncates) {
     // equals the truncated shown value, so the spinner keeps what the user typed.
     auto* fine =
         f.add(new PropertySpinner<std::int32_t>(f.frame.get(), f.settings, GLARE_STREAK_COUNT, 1, 0., 60));
-    f.typeInto(fine, "5.7");
+    f.input.typeInto(fine, "5.7");
     ASSERT_TRUE(f.waitForWrites(GLARE_STREAK_COUNT, 2));
     LibWx::processAllPendingEvents();
     GuiTest::settle();

@@ -75,14 +75,6 @@ protected:
         settle();
     }
 
-    void typeInto(Spinner* spinner, const char* typed) {
-        input.click(spinner->getTextControl());
-        ASSERT_TRUE(waitUntil([spinner] { return spinner->getTextControl()->HasFocus(); }));
-        spinner->getTextControl()->SelectAll();
-        input.type(typed);
-        input.key(WXK_RETURN);
-    }
-
     /// What the batch tool writes for the element on the screen with every image setting of
     /// the frame, as 8-bit RGB.
     std::vector<std::uint8_t> batchToolPixels(const Io::Path& render) {
@@ -228,14 +220,14 @@ TEST_F(SidePanels, ChangesMadeInThePanelsReachTheScreenAsTheBatchToolWritesThem)
     ASSERT_EQ(differenceFromBatchTool(render), 0) << "as loaded";
 
     showSection(Section::TONE_MAPPING);
-    typeInto(controlOf<Spinner>(post(), "Exposure (EV):"), "1.5");
+    input.typeInto(controlOf<Spinner>(post(), "Exposure (EV):"), "1.5");
     ASSERT_TRUE(waitUntil([&] { return settings->get(PropertyId::SIMPLE_EXPOSURE).asFloat() == 1.5f; }));
     EXPECT_EQ(differenceFromBatchTool(render), 0) << "exposure";
 
     // The switches' own clicks are the Post page's tests; here the values typed count.
     settings->set(PropertyId::BLOOM_GLARE_ENABLED, Property(true));
     showSection(Section::BLOOM_GLARE);
-    typeInto(controlOf<Spinner>(post(), "Bloom intensity:"), "4");
+    input.typeInto(controlOf<Spinner>(post(), "Bloom intensity:"), "4");
     ASSERT_TRUE(waitUntil([&] { return settings->get(PropertyId::BLOOM_INTENSITY).asFloat() == 4.f; }));
     EXPECT_EQ(differenceFromBatchTool(render), 0) << "bloom";
 
@@ -256,7 +248,7 @@ TEST_F(SidePanels, ChangesMadeInThePanelsReachTheScreenAsTheBatchToolWritesThem)
 
     // A LightMix intensity shows the mix.
     showPage(lightMix());
-    typeInto(lightMix()->getRows()[0].intensity, "2.5");
+    input.typeInto(lightMix()->getRows()[0].intensity, "2.5");
     ASSERT_TRUE(waitUntil([&] { return frame->getElementComboBox()->currentName() == LIGHT_MIX_INTERACTIVE_NAME; }));
     EXPECT_FLOAT_EQ(intensitiesOf(*settings)[0], 2.5f);
     EXPECT_EQ(differenceFromBatchTool(render), 0) << "LightMix";
@@ -361,9 +353,24 @@ TEST_F(SidePanels, ScreenshotsOfBothPagesGoToTheBuildFolder) {
     settings->set(PropertyId::BLOOM_GLARE_ENABLED, Property(true));
     settings->set(PropertyId::CURVES_ENABLE, Property(true));
     showSection(Section::TONE_MAPPING);
-    post()->getSection(Section::BLOOM_GLARE)->setCollapsed(false);
+    CollapsiblePanel* bloom = post()->getSection(Section::BLOOM_GLARE);
+    bloom->setCollapsed(false);
     post()->FitInside();
+    post()->Layout();
+    ASSERT_TRUE(waitUntil([bloom] { return bloom->getContent()->IsShownOnScreen(); }));
+    // The switch reaches the rows through the GUI thread's queue.
+    Spinner* bloomIntensity = controlOf<Spinner>(post(), "Bloom intensity:");
+    ASSERT_TRUE(waitUntil([bloomIntensity] { return bloomIntensity->IsEnabled(); }));
+    // GTK paints on its frame clock: the shot waits for a paint that follows the enabling.
+    int paints = 0;
+    const auto countPaint = [&paints](wxPaintEvent& event) {
+        ++paints;
+        event.Skip();
+    };
+    bloomIntensity->Bind(wxEVT_PAINT, countPaint);
     frame->Refresh();
+    EXPECT_TRUE(waitUntil([&paints] { return paints > 0; }));
+    bloomIntensity->Unbind(wxEVT_PAINT, countPaint);
     settle();
     const wxImage postShot = GuiTest::capture(frame);
     EXPECT_TRUE(postShot.SaveFile(VESPRA_BUILD_DIR "/post-page.png", wxBITMAP_TYPE_PNG));

@@ -53,6 +53,9 @@ protected:
 
     /// Brings the page of `page` to the front of the side panel.
     void showPage(wxWindow* page) {
+        // The pointer leaves the side panel, and with it any tooltip that could cover the next
+        // click on the page.
+        input.moveTo(frame->getDrawPanel());
         auto* notebook = static_cast<wxAuiNotebook*>(page->GetParent());
         notebook->SetSelection(notebook->GetPageIndex(page));
         ASSERT_TRUE(waitUntil([page] { return page->IsShownOnScreen(); }));
@@ -61,8 +64,6 @@ protected:
 
     /// Opens `section` of the Post page alone, so that its controls are on the screen.
     void showSection(Section shown) {
-        // The pointer leaves the page, and with it any tooltip that could cover the next click.
-        input.moveTo(frame->getDrawPanel());
         showPage(post());
         for (int section = 0; section < int(Section::COUNT); ++section) {
             post()->getSection(Section(section))->setCollapsed(Section(section) != shown);

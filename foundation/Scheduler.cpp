@@ -60,10 +60,14 @@ public:
             threadsInside.wait(count);
         }
         observe(false);
+        // oneTBB returns from `observe(false)` once the callbacks still running have ended, but
+        // waits for them inside its library: the sanitizer learns of it from the callbacks.
+        Detail::acceptHandover(this);
     }
 
     void on_scheduler_entry(bool isWorker) override {
         Detail::acceptHandover(this);
+        const Detail::HandoverOnExit done(this);
         ++threadsInside;
         // Every thread computing pixels must round alike, a caller joining a loop too; the
         // caller gets its own float mode back when it leaves.
@@ -77,6 +81,7 @@ public:
     }
 
     void on_scheduler_exit(bool) override {
+        const Detail::HandoverOnExit done(this);
         _mm_setcsr(enteredArenas.back().floatMode);
         enteredArenas.pop_back();
         --threadsInside;

@@ -213,7 +213,9 @@ private:
 /// The output depth of a `.3dl` table from its largest value: only even bit depths exist,
 /// so 1000 and 1023 give 1024, and so does 2047.
 float depthOf(double largest) {
-    const std::int64_t half = std::int64_t(std::trunc(largest)) / 2;
+    // Anything from 2^17 up gives the deepest depth; a clamp keeps huge values convertible.
+    constexpr double DEEPEST = double(std::int64_t(1) << 18);
+    const std::int64_t half = std::int64_t(std::clamp(std::trunc(largest), 0., DEEPEST)) / 2;
     int exponent = 0;
     while (exponent < 17 && (std::int64_t(1) << exponent) <= half) {
         ++exponent;

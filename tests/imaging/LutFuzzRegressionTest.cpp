@@ -82,6 +82,12 @@ TEST_F(DamagedTable, CubeDeclaredAgainSmallerThanItsRowsIsRefused) {
     expectRefused(write("again.cube", "LUT_1D_SIZE 4\n0 0 0\n1 1 1\n0.5 0.5 0.5\nLUT_1D_SIZE 2\n"));
 }
 
+TEST_F(DamagedTable, ThreeDlWithAValuePastEveryIntegerIsRefused) {
+    // Its shaper value once made the conversion to a bit depth undefined (the sanitizer build
+    // stops there).
+    expectRefused(copy("3dl/huge-shaper-value.3dl", "fuzzed.3dl"));
+}
+
 TEST_F(DamagedTable, ThreeDlOfOneRowIsRefused) {
     expectRefused(copy("3dl/one-row.3dl", "fuzzed.3dl"));
     expectRefused(write("row.3dl", "0 64 512 1023\n1023 1023 1023\n"));

@@ -252,7 +252,7 @@ public:
         if (n < 2 || std::size_t(n) * std::size_t(n) * std::size_t(n) != rows.size()) {
             return LutResult::NONSTANDARD_FORMAT;
         }
-        const float depth = depthOf(double(largest[0] + largest[1] + largest[2]) / 3.0);
+        const float depth = depthOf((double(largest[0]) + double(largest[1]) + double(largest[2])) / 3.0);
         Lut3D& cube = lut.lut3D.emplace(n);
         for (std::size_t i = 0; i < rows.size(); ++i) {
             const int r = int(i) / (n * n);

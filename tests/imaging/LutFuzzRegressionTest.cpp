@@ -1,3 +1,4 @@
+#include <cmath>
 #include <filesystem>
 #include <fstream>
 
@@ -86,6 +87,16 @@ TEST_F(DamagedTable, ThreeDlWithAValuePastEveryIntegerIsRefused) {
     // Its shaper value once made the conversion to a bit depth undefined (the sanitizer build
     // stops there).
     expectRefused(copy("3dl/huge-shaper-value.3dl", "fuzzed.3dl"));
+}
+
+TEST_F(DamagedTable, ThreeDlWithRowsPastEveryIntegerLoadsWithFiniteColours) {
+    // Its largest row values once overflowed when they were added up to choose the bit depth.
+    // The cube itself is whole, so it is kept, as huge but finite colours.
+    Lut lut;
+    ASSERT_EQ(lut.load(copy("3dl/sum-past-every-integer.3dl", "summed.3dl"), 1.f, LOADED, 2.2f), LutResult::OK);
+    ASSERT_TRUE(lut.isActive());
+    const Rgb mapped = lut(Rgb(0.5f, 0.25f, 1.f, 0.f));
+    EXPECT_TRUE(std::isfinite(mapped.r) && std::isfinite(mapped.g) && std::isfinite(mapped.b));
 }
 
 TEST_F(DamagedTable, ThreeDlOfOneRowIsRefused) {

@@ -181,9 +181,10 @@ void Accumulator::compareMetadata(const ChannelImage& source) {
         warnOnce(u"One or more postprocessing properties differed among the merged images. Using properties from "
                  u"the first image.");
     }
-    const bool elementsAgree = attributeAgrees(source, VxrAttribute::ELEMENTS) &
-                               attributeAgrees(source, VxrAttribute::LIGHT_MIX_ELEMENTS);
-    if (!elementsAgree) {
+    // Both are compared, for the same reason.
+    const bool elementsAgree = attributeAgrees(source, VxrAttribute::ELEMENTS);
+    const bool lightMixElementsAgree = attributeAgrees(source, VxrAttribute::LIGHT_MIX_ELEMENTS);
+    if (!elementsAgree || !lightMixElementsAgree) {
         warnOnce(u"Element metadata differed among the merged images. Using element metadata from the first image.");
     }
 }

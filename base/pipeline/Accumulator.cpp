@@ -181,7 +181,7 @@ void Accumulator::compareMetadata(const ChannelImage& source) {
         warnOnce(u"One or more postprocessing properties differed among the merged images. Using properties from "
                  u"the first image.");
     }
-    // Both are compared, for the same reason.
+    // Both are compared, so that either one, when missing, is copied over.
     const bool elementsAgree = attributeAgrees(source, VxrAttribute::ELEMENTS);
     const bool lightMixElementsAgree = attributeAgrees(source, VxrAttribute::LIGHT_MIX_ELEMENTS);
     if (!elementsAgree || !lightMixElementsAgree) {
